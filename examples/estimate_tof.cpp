@@ -1,0 +1,136 @@
+// Distances of the propagation paths in measured channels, or in a simulated one.
+//
+//   estimate_tof                       a simulated channel of three known paths
+//   estimate_tof FILE.csv [--paths N]  every measurement of a file, N paths each or as many as
+//   found
+
+#include <flightpath/flightpath.h>
+#include <getopt.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "csi_file.h"
+#include "simulated_channel.h"
+
+namespace {
+
+constexpr double nanosecond = 1e-9;
+constexpr double speedOfLight_mps = 299792458.0;
+
+struct Options {
+  std::optional<std::string> file;
+  std::optional<unsigned char> numPaths;
+};
+
+void printUsage(std::FILE* out) {
+  std::fputs(
+      "usage: estimate_tof                       a simulated channel of three known paths\n"
+      "       estimate_tof FILE.csv [--paths N]  the measurements of a file; N (0 to 255) paths\n"
+      "                                          each instead of an estimated number\n",
+      out);
+}
+
+std::optional<unsigned char> parseCount(const char* text) {
+  unsigned char value = 0;
+  const char* const end = text + std::strlen(text);
+  const auto [stop, error] = std::from_chars(text, end, value);
+  if (error != std::errc() || stop != end) {
+    return {};
+  }
+  return value;
+}
+
+/// The command line, or nothing where it cannot be used.
+std::optional<Options> parseOptions(int argc, char** argv) {
+  static const option known[] = {{"paths", required_argument, nullptr, 'p'}, {}};
+  Options options;
+  for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
+    options.numPaths = c == 'p' ? parseCount(optarg) : std::nullopt;
+    if (!options.numPaths) {
+      return {};
+    }
+  }
+  if (optind < argc) {
+    options.file = argv[optind++];
+  }
+  if (optind < argc || (options.numPaths && !options.file)) {
+    return {};
+  }
+  return options;
+}
+
+CSI toCSI(const std::vector<creal32_T>& samples, std::uint32_t spacing_Hz) {
+  return {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
+}
+
+void estimateFile(const std::string& path, std::optional<unsigned char> numPaths) {
+  const CsiFile file = readCsiFile(path);
+  std::printf("# %s: %zu measurements, subcarriers %u Hz apart\n", path.c_str(),
+              file.measurements.size(), file.spacing_Hz);
+  std::printf("# measurement  path  delay [ns]  distance [m]\n");
+  for (std::size_t i = 0; i < file.measurements.size(); ++i) {
+    const ToFEstimate paths =
+        MUSIC::estimateToF(toCSI(file.measurements[i], file.spacing_Hz), numPaths);
+    for (std::size_t k = 0; k < paths.Distances.size(); ++k) {
+      std::printf("%13zu  %4zu  %10.4f  %12.4f\n", i + 1, k + 1,
+                  paths.TimesOfFlight[k] / nanosecond, paths.Distances[k]);
+    }
+    if (paths.Distances.empty()) {
+      std::printf("# measurement %zu: no path found\n", i + 1);
+    }
+  }
+}
+
+/// A 20 MHz receiver with 64 subcarriers, 30 dB over the noise.
+void estimateSimulated() {
+  constexpr std::uint32_t spacing_Hz = 312500;
+  const std::vector<SimulatedPath> paths = {
+      {40e-9, 1.0, 0.3}, {110e-9, 0.7, 1.9}, {200e-9, 0.5, -2.2}};
+  std::mt19937_64 random(1);
+  const std::vector<creal32_T> samples =
+      simulateChannel(paths, {64, static_cast<double>(spacing_Hz), 30.0}, random);
+  const ToFEstimate found = MUSIC::estimateToF(toCSI(samples, spacing_Hz));
+
+  std::printf("simulated channel: 64 subcarriers %u Hz apart, %zu paths, 30 dB; found %zu paths\n",
+              spacing_Hz, paths.size(), found.Distances.size());
+  std::printf("path  true [m]  found [m]  true [ns]  found [ns]\n");
+  for (std::size_t k = 0; k < found.Distances.size(); ++k) {
+    std::printf("%4zu", k + 1);
+    if (k < paths.size()) {
+      std::printf("  %8.3f  %9.3f  %9.3f  %10.3f\n", paths[k].delay_s * speedOfLight_mps,
+                  found.Distances[k], paths[k].delay_s / nanosecond,
+                  found.TimesOfFlight[k] / nanosecond);
+    } else {
+      std::printf("  %8s  %9.3f  %9s  %10.3f\n", "none", found.Distances[k], "none",
+                  found.TimesOfFlight[k] / nanosecond);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::optional<Options> options = parseOptions(argc, argv);
+  if (!options) {
+    printUsage(stderr);
+    return 1;
+  }
+  try {
+    if (options->file) {
+      estimateFile(*options->file, options->numPaths);
+    } else {
+      estimateSimulated();
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "estimate_tof: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "flightpath/api/csi.h"
+#include "flightpath/runtime/export.h"
+
+/// The propagation paths found in one measurement. Both lists have the same length and order.
+///
+/// Distances      metres; ascending on the search route
+/// TimesOfFlight  seconds: each distance divided by 299792458.0
+struct ToFEstimate {
+  std::vector<double> Distances;
+  std::vector<double> TimesOfFlight;
+};
+
+namespace MUSIC {
+
+/// Distances and times of flight of the paths in one channel measurement.
+///
+/// csi         the measurement; with N subcarriers the work space is a handful of L x L complex
+///             matrices, L = 0.75 N, and the time that of one L x L eigen decomposition
+/// numSignals  forced number of paths; empty: estimate it. For exactly one path the closed form
+///             (mean phase slope) answers
+/// returns one entry a path; none where no path stands out or the measurement is empty
+///
+/// Sets the BLAS library to one thread, process-wide, on every call. May be called from several
+/// threads at once.
+///
+/// Errors: std::length_error where L x L passes 2147483647 (N above 61,787), std::bad_alloc.
+/// Non-finite samples give NaN or no path, never an error.
+///
+/// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.
+/// Antennas Propag. 34(3), 1986; X. Li and K. Pahlavan, Super-resolution TOA estimation with
+/// diversity for indoor geolocation, IEEE Trans. Wireless Commun. 3(1), 2004.
+FLIGHTPATH_API ToFEstimate estimateToF(const CSI& csi,
+                                       std::optional<unsigned char> numSignals = {});
+
+}  // namespace MUSIC

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "flightpath/runtime/array.h"
+#include "flightpath/runtime/export.h"
+
+class b_MUSICParameters;
+
+/// Settings of the time-of-flight estimator in metres and hertz.
+///
+/// NumSubcarriers                 number of subcarriers N
+/// SubcarrierSpacing              spacing in hertz
+/// ScanningDistances              1 x G distances in metres for the classic search; no element:
+/// none InputNumSignals                1 x 1, a forced number of paths; no element: estimate it
+/// ForceClassic                   non-zero: prefer the classic search where distances are given
+/// OptPhaseSlopeForOneSignalCase  non-zero: allow the closed form for exactly one path
+/// MeasurementContinual           non-zero: subcarriers are contiguous, so smooth the covariance
+/// CoarseResolution               1 x 1, coarse step in metres; no element: the default
+/// FineResolution                 1 x 1, fine step in metres; no element: the default
+///
+/// No value is checked anywhere; the estimator gives a defined result for every value.
+class FLIGHTPATH_API ToFEstimationParameters {
+ public:
+  float NumSubcarriers;
+  float SubcarrierSpacing;
+  coder::array<float, 2> ScanningDistances;
+  coder::array<float, 2> InputNumSignals;
+  unsigned char ForceClassic;
+  unsigned char OptPhaseSlopeForOneSignalCase;
+  unsigned char MeasurementContinual;
+  coder::array<float, 2> CoarseResolution;
+  coder::array<float, 2> FineResolution;
+
+  /// All arrays empty (0 x 0). Numbers and switches stay unset: every user sets them.
+  ToFEstimationParameters();
+
+  /// Fills the whole object. Every array is stored as a 1 x n row of its first n elements, n its
+  /// second extent.
+  void init(float numSubcarriers, float subcarrierSpacing,
+            const coder::array<float, 2>& scanningDistances,
+            const coder::array<float, 2>& inputNumSignals, unsigned char forceClassic,
+            unsigned char optPhaseSlopeForOneSignalCase, unsigned char measurementContinual,
+            const coder::array<float, 2>& coarseResolution,
+            const coder::array<float, 2>& fineResolution);
+
+  /// N * spacing, in hertz.
+  float getBandwidth() const;
+
+  /// Default steps in metres from the bandwidth B.
+  ///
+  ///   coarse = c / B / 30      a thirtieth of the range resolution
+  ///   fine   = coarse / 50
+  ///
+  /// fineResolution  (out) the fine step
+  /// returns the coarse step; both are infinite for a bandwidth of 0
+  float getOptimalResolutions(float& fineResolution) const;
+
+  /// Accepts every value. One hook for both resolutions, here and in `b_MUSICParameters`.
+  static void a__validate_CoarseResolution(float value);
+
+  void set_CoarseResolution(float r);
+  void set_FineResolution(float r);
+
+  /// The same settings in normalised frequency. A resolution that is absent takes its default,
+  /// which this object then holds: hence not const.
+  void getMUSICParameters(b_MUSICParameters& out);
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+/// flightpath: how far did this radio signal travel?
+///
+/// Start with `MUSIC::estimateToF` (api/estimate_tof.h). To keep FFT plans between measurements or
+/// to choose the settings, use `MUSICLib` (spectrum/estimator.h). Everything else is the numeric
+/// routines underneath, for callers who want a step by itself.
+
+#include "flightpath/api/csi.h"
+#include "flightpath/api/distance.h"
+#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/music_parameters.h"
+#include "flightpath/api/tof_parameters.h"
+#include "flightpath/music/eigen.h"
+#include "flightpath/music/likelihood.h"
+#include "flightpath/music/music_result.h"
+#include "flightpath/music/signal_count.h"
+#include "flightpath/music/smoothing.h"
+#include "flightpath/music/tof_result.h"
+#include "flightpath/runtime/array.h"
+#include "flightpath/runtime/complex.h"
+#include "flightpath/runtime/nonfinite.h"
+#include "flightpath/runtime/scalar.h"
+#include "flightpath/spectrum/estimator.h"
+#include "flightpath/spectrum/fft_spectrum.h"
+#include "flightpath/spectrum/fir_response.h"
+#include "flightpath/spectrum/plan_cache.h"
+#include "flightpath/spectrum/planning_lock.h"
+#include "flightpath/spectrum/steering.h"
+#include "flightpath/spectrum/steering_spectrum.h"
+#include "flightpath/toolbox/grids.h"
+#include "flightpath/toolbox/peak_scan.h"
+#include "flightpath/toolbox/peaks.h"
+#include "flightpath/toolbox/reductions.h"
+#include "flightpath/toolbox/run_merging.h"
+#include "flightpath/toolbox/sets.h"
+#include "flightpath/toolbox/sorting.h"

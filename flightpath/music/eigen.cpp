@@ -1,0 +1,123 @@
+#include "flightpath/music/eigen.h"
+
+#include <lapacke.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstdint>
+
+#include "flightpath/runtime/complex_math.h"
+#include "flightpath/runtime/nonfinite.h"
+
+namespace {
+
+using coder::array;
+
+static_assert(sizeof(creal32_T) == sizeof(lapack_complex_float));
+
+lapack_complex_float* native(creal32_T* data) {
+  return reinterpret_cast<lapack_complex_float*>(data);
+}
+
+bool isEmpty(const array<creal32_T, 2>& A) { return A.size[0] == 0 || A.size[1] == 0; }
+
+bool isSquare(const array<creal32_T, 2>& A) { return A.size[0] == A.size[1]; }
+
+template <int N>
+void fillNaN(array<creal32_T, N>& a) {
+  std::fill(a.begin(), a.end(), creal32_T{rtNaNF, 0.0F});
+}
+
+bool isFinite(creal32_T z) { return std::isfinite(z.re) && std::isfinite(z.im); }
+
+bool equal(creal32_T a, creal32_T b) { return a.re == b.re && a.im == b.im; }
+
+/// Whether A(i, j) equals mirrored(A(j, i)) exactly for every pair i <= j.
+template <class Mirrored>
+bool hasSymmetry(const array<creal32_T, 2>& A, Mirrored mirrored) {
+  for (std::int32_t j = 0; j < A.size[1]; ++j) {
+    for (std::int32_t i = 0; i <= j; ++i) {
+      if (!equal(A(i, j), mirrored(A(j, i)))) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+creal32_T negatedConjugate(creal32_T z) { return {-z.re, z.im}; }
+
+/// i z, as the full complex product (0 + 1i)(re + i im).
+creal32_T timesImaginaryUnit(creal32_T z) { return {0.0F * z.re - z.im, 0.0F * z.im + z.re}; }
+
+/// Solves the Hermitian matrix in V, which its eigenvectors replace.
+template <class ToEigenvalue>
+void solveHermitian(array<creal32_T, 2>& V, array<creal32_T, 1>& d, ToEigenvalue toEigenvalue) {
+  array<float, 1> W;
+  coder::internal::lapack::xsyheev(V, W);
+  std::transform(W.begin(), W.end(), d.begin(), toEigenvalue);
+}
+
+void solveGeneral(const array<creal32_T, 2>& A, array<creal32_T, 2>& V, array<creal32_T, 1>& d) {
+  const std::int32_t n = A.size[0];
+  array<creal32_T, 2> work(A);
+  array<float, 1> scale;
+  scale.set_size(n);
+  lapack_complex_float noLeftVectors{};
+  float abnrm = 0.0F;
+  float rconde = 0.0F;
+  float rcondv = 0.0F;
+  lapack_int ilo = 0;
+  lapack_int ihi = 0;
+  const lapack_int info = LAPACKE_cgeevx(LAPACK_COL_MAJOR, 'B', 'N', 'V', 'N', n, native(work.data),
+                                         n, native(d.data), &noLeftVectors, 1, native(V.data), n,
+                                         &ilo, &ihi, scale.data, &abnrm, &rconde, &rcondv);
+  if (info < 0) {
+    fillNaN(V);
+    fillNaN(d);
+  }
+}
+
+}  // namespace
+
+namespace coder {
+
+void eig(const array<creal32_T, 2>& A, array<creal32_T, 2>& V, array<creal32_T, 1>& d) {
+  assert(&A != &V);
+  const std::int32_t n = isEmpty(A) ? 0 : A.size[0];
+  V.set_size(n, n);
+  d.set_size(n);
+  if (!isSquare(A) || !std::all_of(A.begin(), A.end(), isFinite)) {
+    fillNaN(V);
+    fillNaN(d);
+  } else if (hasSymmetry(A, flightpath::conjugate)) {
+    V = A;
+    solveHermitian(V, d, [](float w) { return creal32_T{w, 0.0F}; });
+  } else if (hasSymmetry(A, negatedConjugate)) {
+    std::transform(A.begin(), A.end(), V.begin(), timesImaginaryUnit);
+    solveHermitian(V, d, [](float w) { return creal32_T{0.0F, -w}; });
+  } else {
+    solveGeneral(A, V, d);
+  }
+}
+
+namespace internal::lapack {
+
+int xsyheev(array<creal32_T, 2>& A, array<float, 1>& W) {
+  const std::int32_t n = A.size[0];
+  W.set_size(n);
+  if (isEmpty(A)) {
+    return 0;
+  }
+  const lapack_int info =
+      isSquare(A) ? LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A.data), n, W.data) : -1;
+  if (info < 0) {
+    std::fill(W.begin(), W.end(), rtNaNF);
+    fillNaN(A);
+  }
+  return info;
+}
+
+}  // namespace internal::lapack
+}  // namespace coder

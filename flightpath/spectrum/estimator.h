@@ -1,0 +1,61 @@
+#pragma once
+
+#include "flightpath/runtime/array.h"
+#include "flightpath/runtime/complex.h"
+#include "flightpath/runtime/export.h"
+#include "flightpath/spectrum/plan_cache.h"
+
+class MUSICParameters;
+class ToFEstimationParameters;
+struct MUSICResult;
+struct ToFResult;
+
+/// The estimator object: the two estimation methods and the FFT plans that they keep.
+///
+/// Keep one and call it again: plans are made once a length. One object is used by one thread at a
+/// time; threads with objects of their own estimate at once.
+class FLIGHTPATH_API MUSICLib {
+ public:
+  /// Plans nothing.
+  MUSICLib();
+
+  /// Destroys the plans.
+  ~MUSICLib();
+
+  MUSICLib(const MUSICLib&) = delete;
+  MUSICLib& operator=(const MUSICLib&) = delete;
+  MUSICLib(MUSICLib&&) = delete;
+  MUSICLib& operator=(MUSICLib&&) = delete;
+
+  /// Path distances from one channel measurement.
+  ///
+  ///   count the signals; with exactly one, the closed form where it is allowed; without a grid of
+  ///   the caller, a coarse FFT search refined on fine grids; with one, the classic search on it
+  ///   where `ForceClassic` asks for it or at least half the space is signal, and otherwise the
+  ///   coarse search refined on the caller's grid points
+  ///
+  /// x       one complex sample per subcarrier
+  /// params  read only
+  /// result  every field is overwritten; no path: the lists of paths are empty, NumSignals stands
+  ///
+  /// Non-finite samples and settings flow through to NaN or to no path; nothing is reported.
+  ///
+  /// Errors: std::length_error where a resolution asks for more than 2^24 coarse points, or a
+  /// matrix or fine grid for more than 2147483647 elements; std::bad_alloc. The result is then left
+  /// part-filled; params and x are untouched and the object stays usable.
+  void MUSICToF(const coder::array<creal32_T, 1>& x, const ToFEstimationParameters* params,
+                ToFResult* result);
+
+  /// Normalised frequencies (cycles per sample) of the signals in any uniformly sampled vector: the
+  /// same method without the distances. x, result and errors as above.
+  void MUSIC1D(const coder::array<creal32_T, 1>& x, const MUSICParameters* params,
+               MUSICResult* result);
+
+  /// Address of the pointer through which the plan cache is reached.
+  coder::internal::fft::fftw::PlanCache** getStackData();
+
+ private:
+  coder::internal::fft::fftw::PlanCache planCache_;
+  [[maybe_unused]] coder::internal::fft::fftw::PlanCacheManager planCacheManager_;
+  coder::internal::fft::fftw::PlanCache* stackData_;
+};

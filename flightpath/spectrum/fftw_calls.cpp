@@ -1,0 +1,56 @@
+#include "flightpath/spectrum/fftw_calls.h"
+
+#include <fftw3.h>
+
+#include <type_traits>
+
+#include "flightpath/spectrum/planning_lock.h"
+
+namespace flightpath::fftw {
+namespace {
+
+static_assert(forward == FFTW_FORWARD);
+static_assert(estimatePreservingInput == (FFTW_ESTIMATE | FFTW_PRESERVE_INPUT));
+static_assert(sizeof(creal32_T) == sizeof(fftwf_complex));
+
+class PlanningLock {
+ public:
+  PlanningLock() { lockFFTPlanningProcess(); }
+  ~PlanningLock() { unlockFFTPlanningProcess(); }
+  PlanningLock(const PlanningLock&) = delete;
+  PlanningLock& operator=(const PlanningLock&) = delete;
+};
+
+fftwf_complex* native(creal32_T* data) { return reinterpret_cast<fftwf_complex*>(data); }
+
+fftwf_iodim firstDimension(const coder::internal::BoundedArray& dims) {
+  const auto& [n, is, os] = dims.data[0];
+  return {n, is, os};
+}
+
+}  // namespace
+
+int alignmentOf(const creal32_T* data) {
+  // FFTW looks at the address alone.
+  return fftwf_alignment_of(reinterpret_cast<float*>(const_cast<creal32_T*>(data)));
+}
+
+fftwf_plan plan(const coder::internal::fft::fftw::PlanSpec& spec, creal32_T* in, creal32_T* out) {
+  const fftwf_iodim dims = firstDimension(spec.dims);
+  const fftwf_iodim howmanyDims = firstDimension(spec.howmanyDims);
+  const PlanningLock lock;
+  return fftwf_plan_guru_dft(spec.rank, &dims, spec.howmanyRank, &howmanyDims, native(in),
+                             native(out), spec.sign, spec.flags);
+}
+
+void destroy(fftwf_plan plan) {
+  const PlanningLock lock;
+  fftwf_destroy_plan(plan);
+}
+
+void execute(fftwf_plan plan, const creal32_T* in, creal32_T* out) {
+  // The input is preserved: every plan of this library is made with that flag.
+  fftwf_execute_dft(plan, native(const_cast<creal32_T*>(in)), native(out));
+}
+
+}  // namespace flightpath::fftw

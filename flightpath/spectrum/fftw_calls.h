@@ -1,0 +1,25 @@
+#pragma once
+
+#include "flightpath/runtime/complex.h"
+#include "flightpath/spectrum/plan_cache.h"
+
+/// The library's calls into FFTW, all of them. `fftw_calls.cpp` alone includes its header.
+namespace flightpath::fftw {
+
+constexpr int forward = -1;                       // FFTW_FORWARD
+constexpr unsigned estimatePreservingInput = 80;  // FFTW_ESTIMATE | FFTW_PRESERVE_INPUT
+
+/// What FFTW's vector code sees of an address; plans hold only for arrays that agree in it.
+int alignmentOf(const creal32_T* data);
+
+/// A plan for the key's transform from `in` to `out`, made under the planning lock; null where FFTW
+/// refuses. Neither array is touched when the flags say estimate.
+fftwf_plan plan(const coder::internal::fft::fftw::PlanSpec& spec, creal32_T* in, creal32_T* out);
+
+/// Destroys a plan under the planning lock. Null is fine.
+void destroy(fftwf_plan plan);
+
+/// Runs a plan on arrays of the alignment that it was made for.
+void execute(fftwf_plan plan, const creal32_T* in, creal32_T* out);
+
+}  // namespace flightpath::fftw

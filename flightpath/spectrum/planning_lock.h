@@ -1,0 +1,20 @@
+#pragma once
+
+#include "flightpath/runtime/export.h"
+
+/// The process-wide lock around FFT planning.
+///
+/// The FFT library's planner is not thread-safe: whoever plans in this process, the host included,
+/// holds this lock while a plan is made or destroyed. Running a plan needs no lock.
+
+/// Initialises the lock. Optional: the first use of the lock does without.
+///
+/// returns 0; where the first initialisation fails, the result of writing a message to standard
+/// output. Only the first call, and only before the lock was used, initialises anything.
+FLIGHTPATH_API int initFFTPlanningProcessLock();
+
+/// Waits for the lock and takes it. Not recursive. Returns the mutex call's result, 0 for success.
+FLIGHTPATH_API int lockFFTPlanningProcess();
+
+/// Gives the lock back. Returns the mutex call's result, 0 for success.
+FLIGHTPATH_API int unlockFFTPlanningProcess();

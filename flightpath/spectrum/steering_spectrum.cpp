@@ -1,0 +1,67 @@
+#include "flightpath/spectrum/steering_spectrum.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+
+#include "flightpath/runtime/complex_math.h"
+#include "flightpath/runtime/scalar.h"
+#include "flightpath/runtime/view.h"
+#include "flightpath/spectrum/steering_span.h"
+#include "flightpath/toolbox/blas.h"
+#include "flightpath/toolbox/reductions.h"
+
+namespace {
+
+using coder::array;
+using flightpath::blas::Transpose;
+
+/// Y := A^H E, F x K; zeros where there is nothing to add.
+void project(const array<creal32_T, 2>& A, const array<creal32_T, 2>& E, array<creal32_T, 2>& Y) {
+  const std::int32_t M = E.size[0];
+  Y.set_size(A.size[1], E.size[1]);
+  if (Y.numel > 0 && M > 0) {
+    flightpath::blas::multiply(Y.size[0], Y.size[1], M, {A.data, M, Transpose::Conjugate},
+                               {E.data, M, Transpose::None}, Y.data);
+  }
+}
+
+float decibels(float noiseEnergy) {
+  constexpr float epsilon = 2.220446e-16F;  // 2^-52
+  return 20.0F * ::log10f(1.0F / noiseEnergy + epsilon);
+}
+
+}  // namespace
+
+namespace flightpath {
+
+void steeringSpectrum(const array<creal32_T, 2>& noiseSubspace, std::span<const float> freqs,
+                      array<float, 1>& spectrum) {
+  array<creal32_T, 2> A;
+  steeringVectors(noiseSubspace.size[0], freqs, A);
+  array<creal32_T, 2> Y;
+  project(A, noiseSubspace, Y);
+  array<float, 2> energies;
+  energies.set_size(Y.size[0], Y.size[1]);
+  std::ranges::transform(Y, energies.begin(),
+                         [](creal32_T y) { return rt_powf_snf(modulus(y), 2.0F); });
+  array<float, 1> noiseEnergy;
+  coder::sum(energies, noiseEnergy);
+  spectrum.set_size(noiseEnergy.numel);
+  std::ranges::transform(noiseEnergy, spectrum.begin(), decibels);
+}
+
+}  // namespace flightpath
+
+void evaluatePseudoSpectrum(const array<creal32_T, 2>& noiseSubspace, const array<float, 2>& freqs,
+                            array<float, 1>& spectrum) {
+  flightpath::steeringSpectrum(noiseSubspace, flightpath::asRow(freqs), spectrum);
+}
+
+void evaluatePseudoSpectrum(const array<creal32_T, 2>& noiseSubspace, const array<float, 1>& freqs,
+                            array<float, 1>& spectrum) {
+  assert(&freqs != &spectrum);
+  flightpath::steeringSpectrum(noiseSubspace, flightpath::elements(freqs), spectrum);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "flightpath/runtime/complex.h"
+
+/// The library's calls into BLAS, all of them. `blas.cpp` alone knows which one it is.
+namespace flightpath::blas {
+
+/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out.
+void useOneThread();
+
+enum class Transpose { None, Conjugate };
+
+/// A matrix operand: column-major, leading dimension = rows.
+struct Operand {
+  const creal32_T* data;
+  std::int32_t rows;
+  Transpose transpose;
+};
+
+/// C := op(A) op(B), with op(A) m x k, op(B) k x n and C m x n, in one product call.
+///
+/// m, n and k are positive: a product without elements never gets here, since BLAS refuses a
+/// leading dimension of 0.
+void multiply(std::int32_t m, std::int32_t n, std::int32_t k, Operand a, Operand b, creal32_T* c);
+
+/// Euclidean norm, free of overflow.
+float norm2(std::span<const float> x);
+
+}  // namespace flightpath::blas

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <vector>
+
+#include "flightpath/runtime/array.h"
+#include "flightpath/runtime/complex.h"
+
+/// The comparison of the class EXACT: the same bits, any NaN counting as equal to any NaN.
+namespace support {
+
+inline bool sameBits(float a, float b) {
+  return (a != a && b != b) || std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+}
+
+inline bool sameBits(double a, double b) {
+  return (a != a && b != b) || std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+inline bool sameBits(int a, int b) { return a == b; }
+
+inline bool sameBits(creal32_T a, creal32_T b) {
+  return sameBits(a.re, b.re) && sameBits(a.im, b.im);
+}
+
+/// Shapes and elements; the message names the first element that differs.
+template <class T, int N>
+testing::AssertionResult sameBits(const coder::array<T, N>& a, const coder::array<T, N>& b) {
+  for (int d = 0; d < N; ++d) {
+    if (a.size[d] != b.size[d]) {
+      return testing::AssertionFailure()
+             << "extent " << d << " is " << a.size[d] << " and " << b.size[d];
+    }
+  }
+  for (std::int32_t i = 0; i < a.numel; ++i) {
+    if (!sameBits(a[i], b[i])) {
+      return testing::AssertionFailure()
+             << "element " << i << " of " << a.numel << " differs: " << testing::PrintToString(a[i])
+             << " and " << testing::PrintToString(b[i]);
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
+}  // namespace support
