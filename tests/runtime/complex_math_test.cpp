@@ -3,18 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "tests/support/same_bits.h"
 
 using support::sameBits;
-
-namespace {
-
-constexpr float inf = std::numeric_limits<float>::infinity();
-const float nan = std::nanf("");
-
-}  // namespace
 
 // EXACT: the rule for a complex by a real value.
 TEST(DivideByReal, ZeroPartsStayOutOfTheDivision) {
@@ -30,9 +22,9 @@ TEST(DivideByReal, ZeroPartsStayOutOfTheDivision) {
       {{6.0F, -0.0F}, -3.0F, {-2.0F, 0.0F}, "a negative zero becomes a positive one"},
       {{0.0F, 6.0F}, 3.0F, {0.0F, 2.0F}, "real part zero"},
       {{-0.0F, 6.0F}, -3.0F, {0.0F, -2.0F}, "real part zero of negative sign"},
-      {{6.0F, 0.0F}, 0.0F, {inf, 0.0F}, "no 0 / 0 beside the infinity"},
-      {{0.0F, 0.0F}, 0.0F, {nan, 0.0F}, "0 / 0 in the real part only"},
-      {{nan, 0.0F}, 2.0F, {nan, 0.0F}, "NaN passes"},
+      {{6.0F, 0.0F}, 0.0F, {rtInfF, 0.0F}, "no 0 / 0 beside the infinity"},
+      {{0.0F, 0.0F}, 0.0F, {rtNaNF, 0.0F}, "0 / 0 in the real part only"},
+      {{rtNaNF, 0.0F}, 2.0F, {rtNaNF, 0.0F}, "NaN passes"},
   };
   for (const Row& row : rows) {
     EXPECT_TRUE(sameBits(flightpath::divideByReal(row.z, row.d), row.expected)) << row.why;
@@ -53,12 +45,12 @@ TEST(Modulus, NeitherOverflowsNorUnderflows) {
   EXPECT_TRUE(sameBits(flightpath::modulus({0.0F, -1.0e-40F}), 1.0e-40F));
   EXPECT_TRUE(sameBits(flightpath::modulus({2.0F, -2.0F}), 2.0F * 1.4142135F)) << "equal parts";
   EXPECT_TRUE(sameBits(flightpath::modulus({4.0F, 3.0F}), 5.0F));
-  EXPECT_TRUE(sameBits(flightpath::modulus({inf, 1.0F}), inf));
-  EXPECT_TRUE(sameBits(flightpath::modulus({-inf, inf}), inf));
+  EXPECT_TRUE(sameBits(flightpath::modulus({rtInfF, 1.0F}), rtInfF));
+  EXPECT_TRUE(sameBits(flightpath::modulus({-rtInfF, rtInfF}), rtInfF));
 }
 
 TEST(Modulus, NaNInEitherPartGivesNaN) {
-  EXPECT_TRUE(std::isnan(flightpath::modulus({nan, 1.0F})));
-  EXPECT_TRUE(std::isnan(flightpath::modulus({1.0F, nan})));
-  EXPECT_TRUE(std::isnan(flightpath::modulus({nan, nan})));
+  EXPECT_TRUE(std::isnan(flightpath::modulus({rtNaNF, 1.0F})));
+  EXPECT_TRUE(std::isnan(flightpath::modulus({1.0F, rtNaNF})));
+  EXPECT_TRUE(std::isnan(flightpath::modulus({rtNaNF, rtNaNF})));
 }
