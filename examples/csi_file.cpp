@@ -1,5 +1,6 @@
 #include "csi_file.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -45,9 +46,12 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// The whole of `text` as a number, or nothing.
+/// The whole of `text` as a number, or nothing. A plus sign in front is fine.
 template <class Number>
 std::optional<Number> parse(std::string_view text) {
+  if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
+    text.remove_prefix(1);
+  }
   Number value{};
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);

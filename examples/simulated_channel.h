@@ -36,7 +36,7 @@ inline std::vector<creal32_T> simulateChannel(const std::vector<SimulatedPath>& 
   std::normal_distribution<double> noise(0.0, 1.0);
   std::vector<creal32_T> samples;
   for (int k = 0; k < setup.numSubcarriers; ++k) {
-    std::complex<double> h(noise(random), noise(random));
+    std::complex<double> h{noise(random), noise(random)};  // braces: drawn in this order
     h *= std::sqrt(noisePower / 2.0);
     for (const SimulatedPath& path : paths) {
       h += std::polar(path.amplitude, path.phase_rad - twoPi * k * setup.spacing_Hz * path.delay_s);

@@ -10,5 +10,7 @@ int main() {
     samples[k] = {h.real(), h.imag()};
   }
   const ToFEstimate paths = MUSIC::estimateToF({312500, 64, samples});
-  for (const double distance : paths.Distances) std::printf("%.3f m\n", distance);
+  for (const double distance : paths.Distances) {
+    std::printf("%.3f m\n", distance);
+  }
 }

@@ -149,7 +149,7 @@ class array {
 
   void assign(const array& other) {
     assert(other.isConsistent());
-    Extents extents;
+    Extents extents = {};
     std::copy_n(other.size, N, extents.size);
     resize(extents);
     if (numel > 0) {

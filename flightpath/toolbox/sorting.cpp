@@ -43,7 +43,7 @@ class Group {
   }
 
  private:
-  std::array<KeyedValue, groupLength> members_;
+  std::array<KeyedValue, groupLength> members_ = {};
   int count_ = 0;
 };
 
@@ -84,8 +84,8 @@ template <class LeftFirst>
 void mergeGroups(KeyedValues v, int n, KeyedValues work, LeftFirst leftFirst) {
   int run = groupLength;
   if (n >= blockLength) {
-    std::array<int, blockLength> blockIdx;
-    std::array<float, blockLength> blockX;
+    std::array<int, blockLength> blockIdx = {};
+    std::array<float, blockLength> blockX = {};
     const KeyedValues blockWork = {blockIdx.data(), blockX.data()};
     const int complete = n - n % blockLength;
     for (int start = 0; start < complete; start += blockLength) {

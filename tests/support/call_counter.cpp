@@ -77,10 +77,10 @@ float cblas_snrm2(const blasint n, const float* x, const blasint incX) {
   return next(n, x, incX);
 }
 
-void openblas_set_num_threads(int count) {
+void openblas_set_num_threads(int num_threads) {
   static const auto next = real<decltype(openblas_set_num_threads)>("openblas_set_num_threads");
   ++callCounts().blasThreadSettings;
-  next(count);
+  next(num_threads);
 }
 
 lapack_int LAPACKE_cheev(int layout, char jobz, char uplo, lapack_int n, lapack_complex_float* a,
