@@ -26,6 +26,8 @@ flightpath_require(FFTW HEADER fftw3.h LIBRARY fftw3f PACKAGE libfftw3-dev)
 flightpath_require(OpenBLAS HEADER cblas.h LIBRARY openblas PACKAGE libopenblas-dev
   SUFFIXES openblas-pthread openblas-openmp openblas-serial openblas)
 flightpath_require(LAPACKE HEADER lapacke.h LIBRARY lapacke PACKAGE liblapacke-dev)
+# Its complex type shall be C++'s std::complex, not the _Complex of C.
+target_compile_definitions(flightpath_deps::LAPACKE INTERFACE LAPACK_COMPLEX_CPP)
 
 if(FLIGHTPATH_BUILD_TESTS)
   find_package(GTest QUIET)

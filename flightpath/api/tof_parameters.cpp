@@ -49,6 +49,22 @@ void ToFEstimationParameters::set_FineResolution(float r) {
   flightpath::setScalar(FineResolution, r);
 }
 
+void ToFEstimationParameters::fillInResolutions() {
+  const bool coarseGiven = isGiven(CoarseResolution);
+  const bool fineGiven = isGiven(FineResolution);
+  if (coarseGiven && fineGiven) {
+    return;
+  }
+  float fine = 0.0F;
+  const float coarse = getOptimalResolutions(fine);
+  if (!coarseGiven) {
+    set_CoarseResolution(coarse);
+  }
+  if (!fineGiven) {
+    set_FineResolution(fine);
+  }
+}
+
 void ToFEstimationParameters::getMUSICParameters(b_MUSICParameters& out) {
   out.init();
   out.set_ForceClassic(ForceClassic);
@@ -59,14 +75,7 @@ void ToFEstimationParameters::getMUSICParameters(b_MUSICParameters& out) {
   distance2NF(ScanningDistances, SubcarrierSpacing, scanningFreqs);
   out.set_NormalizedScanningFreqs(scanningFreqs);
 
-  float defaultFine = 0.0F;
-  const float defaultCoarse = getOptimalResolutions(defaultFine);
-  if (!isGiven(CoarseResolution)) {
-    set_CoarseResolution(defaultCoarse);
-  }
-  if (!isGiven(FineResolution)) {
-    set_FineResolution(defaultFine);
-  }
+  fillInResolutions();
   out.set_CoarseResolution(distance2NF(CoarseResolution[0], SubcarrierSpacing));
   out.set_FineResolution(distance2NF(FineResolution[0], SubcarrierSpacing));
 }

@@ -9,8 +9,8 @@ class b_MUSICParameters;
 ///
 /// NumSubcarriers                 number of subcarriers N
 /// SubcarrierSpacing              spacing in hertz
-/// ScanningDistances              1 x G distances in metres for the classic search; no element:
-/// none InputNumSignals                1 x 1, a forced number of paths; no element: estimate it
+/// ScanningDistances              1 x G distances in metres for the classic search, or no element
+/// InputNumSignals                1 x 1, a forced number of paths; no element: estimate it
 /// ForceClassic                   non-zero: prefer the classic search where distances are given
 /// OptPhaseSlopeForOneSignalCase  non-zero: allow the closed form for exactly one path
 /// MeasurementContinual           non-zero: subcarriers are contiguous, so smooth the covariance
@@ -63,4 +63,7 @@ class FLIGHTPATH_API ToFEstimationParameters {
   /// The same settings in normalised frequency. A resolution that is absent takes its default,
   /// which this object then holds: hence not const.
   void getMUSICParameters(b_MUSICParameters& out);
+
+ private:
+  void fillInResolutions();
 };

@@ -12,7 +12,8 @@ namespace flightpath {
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to
 /// +coarseResolution, 2 coarseResolution / fineResolution + 1 of them.
 ///
-/// Errors: std::length_error, naming the resolutions, for more than an array can hold.
+/// Errors: std::length_error for more than an array can hold; where the offsets alone are too many
+/// it names the resolutions.
 void evenCandidates(const coder::array<float, 1>& coarse, float coarseResolution,
                     float fineResolution, coder::array<float, 2>& candidates);
 

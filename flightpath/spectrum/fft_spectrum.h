@@ -16,9 +16,8 @@ class MUSICLib;
 /// U         M x K, the eigenvectors of the signal subspace as columns. Conjugated in place: the
 ///           caller sees the change. No column: the spectrum is 1 / M everywhere
 /// spectrum  (out) N values, centred: from frequency -0.5 upward
-/// freqs     (out) N normalised frequencies in cycles per sample, ascending from -0.5 for an even
-/// N,
-///           spectrum(j) belongs to freqs(j)
+/// freqs     (out) N normalised frequencies in cycles per sample, ascending, from -0.5 for an
+///           even N; spectrum(j) belongs to freqs(j)
 /// energies  (out) N x K, |H_k|^2 as complex values with imaginary part 0, not centred
 /// N         number of grid points, truncated; below 1 or NaN: empty outputs
 ///

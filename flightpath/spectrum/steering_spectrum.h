@@ -12,8 +12,7 @@
 ///
 /// noiseSubspace  M x K, one noise eigenvector e_k a column. No column: +inf everywhere
 /// freqs          normalised frequencies in cycles per sample: a row (its second extent counts) or
-/// a
-///                column; nothing checks their range
+///                a column; nothing checks their range
 /// spectrum       (out) one value a frequency
 ///
 /// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.

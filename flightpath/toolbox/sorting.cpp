@@ -1,7 +1,6 @@
 #include "flightpath/toolbox/sorting.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "flightpath/toolbox/stable_merge.h"
@@ -43,7 +42,7 @@ class Group {
   }
 
  private:
-  std::array<KeyedValue, groupLength> members_ = {};
+  KeyedValue members_[groupLength] = {};
   int count_ = 0;
 };
 
@@ -84,9 +83,9 @@ template <class LeftFirst>
 void mergeGroups(KeyedValues v, int n, KeyedValues work, LeftFirst leftFirst) {
   int run = groupLength;
   if (n >= blockLength) {
-    std::array<int, blockLength> blockIdx = {};
-    std::array<float, blockLength> blockX = {};
-    const KeyedValues blockWork = {blockIdx.data(), blockX.data()};
+    int blockIdx[blockLength];
+    float blockX[blockLength];
+    const KeyedValues blockWork = {blockIdx, blockX};
     const int complete = n - n % blockLength;
     for (int start = 0; start < complete; start += blockLength) {
       flightpath::mergeBlock(v.from(start), blockLength, groupLength, blockWork, leftFirst);

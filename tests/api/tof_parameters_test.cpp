@@ -156,11 +156,11 @@ TEST(ToFOptimalResolutions, AreQuotientsOfTheBandwidthInOrder) {
   }
 }
 
-// BOUND: half a unit of the last digit of values worked out by hand.
+// BOUND: half a unit of the last digit of 299792448 / 2e7 / 30 and / 50, worked out by hand.
 TEST(ToFOptimalResolutions, AreHalfAMetreAndACentimetreAt20MHz) {
   float fine = 0.0F;
-  EXPECT_NEAR(plain().getOptimalResolutions(fine), 0.4997, 5e-5);
-  EXPECT_NEAR(fine, 0.009994, 5e-6);
+  EXPECT_NEAR(plain().getOptimalResolutions(fine), 0.499654, 5e-7);
+  EXPECT_NEAR(fine, 0.00999308, 5e-9);
 }
 
 // BOUND: coarse has four rounded operations, fine five, each of half an epsilon.

@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "flightpath/runtime/complex.h"
+#include "tests/support/array_allocations.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
-#include "tests/support/slow_allocator.h"
 #include "tests/support/slow_arrays.h"
 
 using coder::array;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "flightpath/runtime/nonfinite.h"
 #include "tests/support/same_bits.h"
 
 using support::sameBits;

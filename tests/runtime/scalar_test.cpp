@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <math.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -30,6 +31,10 @@ float platformLog(float x) {
   volatile float argument = x;
   return ::logf(argument);
 }
+
+/// The logarithm of x in [1, 1.5), and of f * 2^e elsewhere.
+float nearForm(float x) { return platformLog(x) / 0.6931472F; }
+float farForm(float f, float e) { return platformLog(f) / 0.6931472F + e; }
 
 }  // namespace
 
@@ -83,7 +88,9 @@ TEST(Power, FollowsItsRulesInOrder) {
       {-8.0F, 1.0F / 3.0F, rtNaNF, "negative base, fractional exponent"},
       {-8.0F, -1.5F, rtNaNF, "negative base, negative fractional exponent"},
       {rtMinusInfF, 1.5F, rtNaNF, "negative infinite base, fractional exponent"},
-      {-8.0F, 4194303.5F, rtNaNF, "the last binade with fractions"},
+      {rtMinusInfF, 8388607.5F, rtNaNF, "the largest fractional exponent"},
+      {rtMinusInfF, 8388608.0F, rtInfF, "integral for its size"},
+      {rtMinusInfF, -8388609.0F, -0.0F, "integral and odd"},
       {-8.0F, 3.0F, -512.0F, "negative base, odd exponent"},
       {-2.0F, -3.0F, -0.125F, "negative base, negative exponent"},
       {-1.0F, 8388608.0F, 1.0F, "integral for its size"},
@@ -145,23 +152,32 @@ TEST(Log2, IsExactForEveryPowerOfTwo) {
   }
 }
 
-// EXACT: the branch is decided at 1 and at 1.5, and the platform's logarithm is divided by the
-// float nearest to ln 2.
+// EXACT: the platform's logarithm is divided by the float nearest to ln 2.
 TEST(Log2, MovesTheArgumentNearOneBetweenOneAndOneAndAHalf) {
-  const float ln2 = 0.6931472F;
-  const auto inNearBranch = [&](float x) { return platformLog(x) / ln2; };
-  const auto inFarBranch = [&](float f, float e) { return platformLog(f) / ln2 + e; };
-  EXPECT_TRUE(sameBits(coder::b_log2(1.25F), inNearBranch(1.25F)));
+  EXPECT_TRUE(sameBits(coder::b_log2(1.25F), nearForm(1.25F)));
   const float above1 = std::nextafter(1.0F, 2.0F);
-  EXPECT_TRUE(sameBits(coder::b_log2(above1), inNearBranch(above1)));
-  EXPECT_FALSE(sameBits(coder::b_log2(above1), inFarBranch(above1 / 2.0F, 1.0F)));
-  const float below15 = std::nextafter(1.5F, 1.0F);
-  EXPECT_TRUE(sameBits(coder::b_log2(below15), inNearBranch(below15)));
-  EXPECT_TRUE(sameBits(coder::b_log2(1.5F), inFarBranch(0.75F, 1.0F)));
-  EXPECT_TRUE(sameBits(coder::b_log2(3.0F), inFarBranch(0.75F, 2.0F)));
-  EXPECT_TRUE(sameBits(coder::b_log2(2.5F), inFarBranch(0.625F, 2.0F))) << "not in [1, 1.5)";
-  EXPECT_TRUE(sameBits(coder::b_log2(0.625F), inFarBranch(0.625F, 0.0F)));
-  EXPECT_TRUE(sameBits(coder::b_log2(largest), inFarBranch(1.0F - eps / 2.0F, 128.0F)));
+  EXPECT_TRUE(sameBits(coder::b_log2(above1), nearForm(above1)));
+  EXPECT_FALSE(sameBits(coder::b_log2(above1), farForm(above1 / 2.0F, 1.0F)));
+  EXPECT_TRUE(sameBits(coder::b_log2(2.5F), farForm(0.625F, 2.0F))) << "not in [1, 1.5)";
+  EXPECT_TRUE(sameBits(coder::b_log2(0.625F), farForm(0.625F, 0.0F)));
+  EXPECT_TRUE(sameBits(coder::b_log2(largest), farForm(1.0F - eps / 2.0F, 128.0F)));
+}
+
+// EXACT: some floats on either side of 1.5 tell the two forms apart.
+TEST(Log2, ChangesItsFormAtOneAndAHalf) {
+  bool showsBelow = false;
+  bool showsAbove = false;
+  float below = 1.5F;
+  float above = 1.5F;
+  for (int k = 0; k < 1000; ++k) {
+    EXPECT_TRUE(sameBits(coder::b_log2(above), farForm(above / 2.0F, 1.0F))) << above;
+    showsAbove = showsAbove || !sameBits(nearForm(above), farForm(above / 2.0F, 1.0F));
+    below = std::nextafter(below, 1.0F);
+    above = std::nextafter(above, 2.0F);
+    EXPECT_TRUE(sameBits(coder::b_log2(below), nearForm(below))) << below;
+    showsBelow = showsBelow || !sameBits(nearForm(below), farForm(below / 2.0F, 1.0F));
+  }
+  EXPECT_TRUE(showsBelow && showsAbove);
 }
 
 // BOUND: 2 * eps * |log2 x|: at most one eps from logf, half of one from the quotient, 0.03 from

@@ -1,18 +1,36 @@
 #pragma once
 
+#include <atomic>
+
 /// Counts of the calls into foreign libraries, taken by functions of the same names that stand in
 /// front of the real ones in every test program (`call_counter.cpp`).
 namespace support {
 
+/// A number that any thread may step.
+class Counter {
+ public:
+  Counter() = default;
+  Counter(const Counter& other) : value_(other.value_.load()) {}
+  Counter& operator=(const Counter& other) {
+    value_ = other.value_.load();
+    return *this;
+  }
+  operator int() const { return value_; }
+  void operator++() { ++value_; }
+
+ private:
+  std::atomic<int> value_ = 0;
+};
+
 struct CallCounts {
-  int fftPlans = 0;            // fftwf_plan_guru_dft
-  int fftPlansDestroyed = 0;   // fftwf_destroy_plan
-  int fftExecutions = 0;       // fftwf_execute_dft
-  int matrixProducts = 0;      // cblas_cgemm
-  int norms = 0;               // cblas_snrm2
-  int blasThreadSettings = 0;  // openblas_set_num_threads
-  int hermitianSolves = 0;     // LAPACKE_cheev
-  int generalSolves = 0;       // LAPACKE_cgeevx
+  Counter fftPlans;            // fftwf_plan_guru_dft
+  Counter fftPlansDestroyed;   // fftwf_destroy_plan
+  Counter fftExecutions;       // fftwf_execute_dft
+  Counter matrixProducts;      // cblas_cgemm
+  Counter norms;               // cblas_snrm2
+  Counter blasThreadSettings;  // openblas_set_num_threads
+  Counter hermitianSolves;     // LAPACKE_cheev
+  Counter generalSolves;       // LAPACKE_cgeevx
 };
 
 CallCounts& callCounts();

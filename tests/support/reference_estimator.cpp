@@ -113,9 +113,8 @@ std::vector<double> candidatesAround(double coarse, const ReferenceSettings& set
       candidates.push_back(coarse + settings.coarseResolution * (2.0 * k / steps - 1.0));
     }
   }
-  std::ranges::copy_if(settings.grid, std::back_inserter(candidates), [&](double g) {
-    return std::abs(g - coarse) < settings.coarseResolution;
-  });
+  std::ranges::copy_if(settings.grid, std::back_inserter(candidates),
+                       [&](double g) { return std::abs(g - coarse) < settings.coarseResolution; });
   return candidates;
 }
 
@@ -216,8 +215,7 @@ ReferenceEigenpairs referenceEigen(const ReferenceMatrix& A) {
   std::vector<double> ascending(n);
   if (n > 0) {
     LAPACKE_zheev(LAPACK_COL_MAJOR, 'V', 'L', A.n,
-                  reinterpret_cast<lapack_complex_double*>(V.values.data()), A.n,
-                  ascending.data());
+                  reinterpret_cast<lapack_complex_double*>(V.values.data()), A.n, ascending.data());
   }
   ReferenceEigenpairs pairs;
   for (std::size_t k = n; k-- > 0;) {
@@ -275,8 +273,7 @@ ReferenceEstimate referenceEstimate(const std::vector<Complex>& x,
   if (s.numSignals == 1.0 && settings.allowPhaseSlope && !settings.forceClassic) {
     out.freqs = {referencePhaseSlope(x)};
     out.peaks_dB = {1.0};
-  } else if (settings.grid.empty() ||
-             (!settings.forceClassic && s.numSignals < 0.5 * s.M())) {
+  } else if (settings.grid.empty() || (!settings.forceClassic && s.numSignals < 0.5 * s.M())) {
     searchByFFT(s, settings, out);
   } else {
     searchGrid(s, settings, out);

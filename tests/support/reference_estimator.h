@@ -44,10 +44,10 @@ ReferenceSettings referenceDefaults(int N);
 
 struct ReferenceEstimate {
   double numSignals = 0.0;
-  std::vector<double> coarse;      // coarse peaks of the FFT routes
-  std::vector<double> freqs;       // the paths, cycles per sample
-  std::vector<double> peaks_dB;    // their pseudo-spectrum
-  double thresholdMargin_dB = 0.0; // how far the coarse peak nearest to the threshold is from it
+  std::vector<double> coarse;       // coarse peaks of the FFT routes
+  std::vector<double> freqs;        // the paths, cycles per sample
+  std::vector<double> peaks_dB;     // their pseudo-spectrum
+  double thresholdMargin_dB = 0.0;  // how far the coarse peak nearest to the threshold is from it
 };
 
 std::vector<Complex> toDouble(std::span<const creal32_T> x);
