@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "flightpath/runtime/complex.h"
-#include "flightpath/runtime/nonfinite.h"
 
 /// Single-precision complex arithmetic with the operation order that the results are defined by.
 namespace flightpath {
@@ -42,19 +41,18 @@ inline creal32_T halve(creal32_T z) {
 
 /// |z| without overflow or underflow of the squares: with a = |re| and b = |im|,
 ///   larger * sqrt((smaller / larger)^2 + 1),   a * sqrt(2) where a = b,   NaN for a NaN part
+///
+/// Both forms are computed and one is chosen, so that loops over it become vector code. A NaN part
+/// passes through the first one; 0 / 0 and inf / inf appear there only where the second is chosen.
 inline float modulus(creal32_T z) {
   constexpr float sqrt2 = 1.4142135F;
   const float a = std::fabs(z.re);
   const float b = std::fabs(z.im);
-  if (b < a) {
-    const float ratio = b / a;
-    return a * std::sqrt(ratio * ratio + 1.0F);
-  }
-  if (b > a) {
-    const float ratio = a / b;
-    return b * std::sqrt(ratio * ratio + 1.0F);
-  }
-  return std::isnan(b) ? rtNaNF : a * sqrt2;
+  const float larger = a < b ? b : a;
+  const float smaller = a < b ? a : b;
+  const float ratio = smaller / larger;
+  const float unequal = larger * std::sqrt(ratio * ratio + 1.0F);
+  return a == b ? a * sqrt2 : unequal;
 }
 
 }  // namespace flightpath

@@ -16,16 +16,21 @@ namespace {
 
 using coder::array;
 
-/// The exponents of one steering vector: (a + i b)(f + i 0) with a = 0 m and b = 2 pi m, the
-/// products with the element index m in double. The full complex product carries a non-finite f
-/// over.
-void exponents(const array<double, 2>& m, float f, std::span<creal32_T> column) {
+/// What multiplies a frequency to give the exponents of its steering vector: 0 m + i 2 pi m for the
+/// element indices m, the products in double.
+void exponentFactors(double numElements, array<creal32_T, 1>& factors) {
   constexpr double twoPi = 6.283185307179586;
-  std::ranges::transform(m, column.begin(), [f](double index) {
-    const auto a = static_cast<float>(0.0 * index);
-    const auto b = static_cast<float>(twoPi * index);
-    return creal32_T{f * a - 0.0F * b, b * f + a * 0.0F};
+  array<double, 2> m;
+  coder::linspace(numElements - 1.0, numElements, m);
+  factors.set_size(m.numel);
+  std::ranges::transform(m, factors.begin(), [](double index) {
+    return creal32_T{static_cast<float>(0.0 * index), static_cast<float>(twoPi * index)};
   });
+}
+
+/// (a + i b)(f + i 0), the full complex product: it carries a non-finite f over to both parts.
+creal32_T timesFrequency(creal32_T factor, float f) {
+  return {f * factor.re - 0.0F * factor.im, factor.im * f + factor.re * 0.0F};
 }
 
 creal32_T expOf(creal32_T z) {
@@ -51,12 +56,13 @@ creal32_T expOf(creal32_T z) {
 namespace flightpath {
 
 void steeringVectors(double numElements, std::span<const float> freqs, array<creal32_T, 2>& A) {
-  array<double, 2> m;
-  coder::linspace(numElements - 1.0, numElements, m);
-  A.set_size(m.numel, toElementCount(static_cast<double>(freqs.size()), "steering vectors"));
+  array<creal32_T, 1> factors;
+  exponentFactors(numElements, factors);
+  A.set_size(factors.numel, toElementCount(static_cast<double>(freqs.size()), "steering vectors"));
   std::int32_t j = 0;
   for (const float f : freqs) {
-    exponents(m, f, column(A, j++));
+    std::ranges::transform(factors, column(A, j++).begin(),
+                           [f](creal32_T factor) { return timesFrequency(factor, f); });
   }
   coder::b_exp(A);
 }

@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include "flightpath/runtime/complex_math.h"
-#include "flightpath/runtime/scalar.h"
 #include "flightpath/runtime/view.h"
 #include "flightpath/spectrum/steering_span.h"
 #include "flightpath/toolbox/blas.h"
@@ -45,8 +44,10 @@ void steeringSpectrum(const array<creal32_T, 2>& noiseSubspace, std::span<const 
   project(A, noiseSubspace, Y);
   array<float, 2> energies;
   energies.set_size(Y.size[0], Y.size[1]);
-  std::ranges::transform(Y, energies.begin(),
-                         [](creal32_T y) { return rt_powf_snf(modulus(y), 2.0F); });
+  std::ranges::transform(Y, energies.begin(), [](creal32_T y) {
+    const float r = modulus(y);
+    return r * r;  // what rt_powf_snf(r, 2) gives, without a call an element
+  });
   array<float, 1> noiseEnergy;
   coder::sum(energies, noiseEnergy);
   spectrum.set_size(noiseEnergy.numel);
