@@ -9,6 +9,27 @@ using flightpath::asRow;
 using flightpath::isGiven;
 using flightpath::setRow;
 
+namespace {
+
+/// Gives a resolution that is absent its default, and leaves one that is there alone.
+void fillInResolutions(ToFEstimationParameters& parameters) {
+  const bool coarseGiven = isGiven(parameters.CoarseResolution);
+  const bool fineGiven = isGiven(parameters.FineResolution);
+  if (coarseGiven && fineGiven) {
+    return;
+  }
+  float fine = 0.0F;
+  const float coarse = parameters.getOptimalResolutions(fine);
+  if (!coarseGiven) {
+    parameters.set_CoarseResolution(coarse);
+  }
+  if (!fineGiven) {
+    parameters.set_FineResolution(fine);
+  }
+}
+
+}  // namespace
+
 // Numbers and switches are left unset on purpose.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init,modernize-use-equals-default)
 ToFEstimationParameters::ToFEstimationParameters() {}
@@ -49,22 +70,6 @@ void ToFEstimationParameters::set_FineResolution(float r) {
   flightpath::setScalar(FineResolution, r);
 }
 
-void ToFEstimationParameters::fillInResolutions() {
-  const bool coarseGiven = isGiven(CoarseResolution);
-  const bool fineGiven = isGiven(FineResolution);
-  if (coarseGiven && fineGiven) {
-    return;
-  }
-  float fine = 0.0F;
-  const float coarse = getOptimalResolutions(fine);
-  if (!coarseGiven) {
-    set_CoarseResolution(coarse);
-  }
-  if (!fineGiven) {
-    set_FineResolution(fine);
-  }
-}
-
 void ToFEstimationParameters::getMUSICParameters(b_MUSICParameters& out) {
   out.init();
   out.set_ForceClassic(ForceClassic);
@@ -75,7 +80,7 @@ void ToFEstimationParameters::getMUSICParameters(b_MUSICParameters& out) {
   distance2NF(ScanningDistances, SubcarrierSpacing, scanningFreqs);
   out.set_NormalizedScanningFreqs(scanningFreqs);
 
-  fillInResolutions();
+  fillInResolutions(*this);
   out.set_CoarseResolution(distance2NF(CoarseResolution[0], SubcarrierSpacing));
   out.set_FineResolution(distance2NF(FineResolution[0], SubcarrierSpacing));
 }

@@ -63,7 +63,4 @@ class FLIGHTPATH_API ToFEstimationParameters {
   /// The same settings in normalised frequency. A resolution that is absent takes its default,
   /// which this object then holds: hence not const.
   void getMUSICParameters(b_MUSICParameters& out);
-
- private:
-  void fillInResolutions();
 };
