@@ -20,7 +20,7 @@ std::size_t truncated(double s, std::size_t most) {
 }
 
 struct CountedSubspaces {
-  double numSignals;
+  double numSignals = 0.0;
   ReferenceEigenpairs eigen;
 
   int M() const { return static_cast<int>(eigen.vectors.size()); }
@@ -97,7 +97,8 @@ void findCoarsePeaks(const CountedSubspaces& s, double coarseResolution, Referen
     }
     out.thresholdMargin_dB = std::min(out.thresholdMargin_dB, std::abs(y[j] - threshold));
     if (y[j] > threshold) {
-      out.coarse.push_back((static_cast<double>(j) - static_cast<double>(n / 2)) / points);
+      const std::size_t zeroBin = n / 2;
+      out.coarse.push_back((static_cast<double>(j) - static_cast<double>(zeroBin)) / points);
     }
   }
   if (static_cast<double>(out.coarse.size()) > s.numSignals) {
@@ -108,9 +109,10 @@ void findCoarsePeaks(const CountedSubspaces& s, double coarseResolution, Referen
 std::vector<double> candidatesAround(double coarse, const ReferenceSettings& settings) {
   std::vector<double> candidates;
   if (settings.grid.empty()) {
-    const double steps = std::round(2.0 * settings.coarseResolution / settings.fineResolution);
-    for (double k = 0.0; k <= steps; ++k) {
-      candidates.push_back(coarse + settings.coarseResolution * (2.0 * k / steps - 1.0));
+    const long steps = std::lround(2.0 * settings.coarseResolution / settings.fineResolution);
+    for (long k = 0; k <= steps; ++k) {
+      const double place = 2.0 * static_cast<double>(k) / static_cast<double>(steps) - 1.0;
+      candidates.push_back(coarse + settings.coarseResolution * place);
     }
   }
   std::ranges::copy_if(settings.grid, std::back_inserter(candidates),
