@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "flightpath/music/mirrored_pairs.h"
 #include "flightpath/music/smoothing.h"
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/view.h"
@@ -23,14 +24,13 @@ void outerProduct(const array<creal32_T, 1>& x, array<creal32_T, 2>& R) {
 
 /// R := (R + R^H) / 2, each pair of mirrored elements at once.
 void makeHermitian(array<creal32_T, 2>& R) {
-  for (std::int32_t j = 0; j < R.size[1]; ++j) {
-    for (std::int32_t i = 0; i <= j; ++i) {
-      const creal32_T upper = R(i, j);
-      const creal32_T lower = R(j, i);
-      R(i, j) = halve(add(upper, conjugate(lower)));
-      R(j, i) = halve(add(lower, conjugate(upper)));
-    }
-  }
+  allMirroredPairs(R.size[1], [&R](std::int32_t i, std::int32_t j) {
+    const creal32_T upper = R(i, j);
+    const creal32_T lower = R(j, i);
+    R(i, j) = halve(add(upper, conjugate(lower)));
+    R(j, i) = halve(add(lower, conjugate(upper)));
+    return true;
+  });
 }
 
 }  // namespace

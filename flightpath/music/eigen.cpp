@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "flightpath/music/mirrored_pairs.h"
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/nonfinite.h"
 
@@ -36,14 +37,8 @@ bool equal(creal32_T a, creal32_T b) { return a.re == b.re && a.im == b.im; }
 /// Whether A(i, j) equals mirrored(A(j, i)) exactly for every pair i <= j.
 template <class Mirrored>
 bool hasSymmetry(const array<creal32_T, 2>& A, Mirrored mirrored) {
-  for (std::int32_t j = 0; j < A.size[1]; ++j) {
-    for (std::int32_t i = 0; i <= j; ++i) {
-      if (!equal(A(i, j), mirrored(A(j, i)))) {
-        return false;
-      }
-    }
-  }
-  return true;
+  return flightpath::allMirroredPairs(
+      A.size[1], [&](std::int32_t i, std::int32_t j) { return equal(A(i, j), mirrored(A(j, i))); });
 }
 
 creal32_T negatedConjugate(creal32_T z) { return {-z.re, z.im}; }
