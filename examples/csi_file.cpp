@@ -61,6 +61,14 @@ std::optional<Number> parse(std::string_view text) {
   return value;
 }
 
+/// The beginning of a text from the file, fit for a terminal.
+std::string quoted(std::string_view text) {
+  std::string shown(text.substr(0, 40));
+  std::replace_if(
+      shown.begin(), shown.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  return '"' + shown + '"';
+}
+
 void readHeaderField(std::string_view field, Header& header, const Place& place) {
   const std::size_t equals = field.find('=');
   const std::string_view key = field.substr(0, equals);
@@ -71,9 +79,12 @@ void readHeaderField(std::string_view field, Header& header, const Place& place)
   if (target == nullptr || equals == std::string_view::npos) {
     return;  // a word of a comment
   }
+  if (target->has_value()) {
+    place.fail(std::string(key) + " is given twice");
+  }
   *target = parse<std::uint32_t>(field.substr(equals + 1));
   if (!target->has_value() || **target == 0) {
-    place.fail(std::string(field) + " is not a whole number from 1 to 4294967295");
+    place.fail(quoted(field) + " is not a whole number from 1 to 4294967295");
   }
 }
 
@@ -90,8 +101,11 @@ std::vector<float> readValues(std::string_view line, const Place& place) {
     const std::size_t end = std::min(line.find(',', start), line.size());
     const std::string_view text = trimmed(line.substr(start, end - start));
     const std::optional<float> value = parse<float>(text);
+    if (text.empty()) {
+      place.fail("an empty value (a comma too many?); expected re,im,re,im,...");
+    }
     if (!value || !std::isfinite(*value)) {
-      place.fail("\"" + std::string(text.substr(0, 40)) + "\" is not a number");
+      place.fail(quoted(text) + " is not a number that a float can hold; expected re,im,re,im,...");
     }
     values.push_back(*value);
     start = end + 1;
@@ -111,7 +125,7 @@ std::vector<creal32_T> readMeasurement(std::string_view line, const Header& head
     place.fail(std::to_string(numSubcarriers) + " subcarriers, the most is 65535");
   }
   if (header.subcarriers && *header.subcarriers != numSubcarriers) {
-    place.fail(std::to_string(numSubcarriers) + " subcarriers, the header says " +
+    place.fail("subcarriers: " + std::to_string(numSubcarriers) + ", the header says " +
                std::to_string(*header.subcarriers));
   }
   std::vector<creal32_T> samples;
@@ -144,13 +158,15 @@ CsiFile readCsi(std::istream& in, const std::string& name) {
     place.fail("cannot be read");
   }
   if (!header.spacing_Hz) {
-    place.fail("no subcarrier spacing: a line \"# spacing_hz=...\" must give it in hertz");
+    place.fail(
+        "no subcarrier spacing: a line \"# spacing_hz=...\" must give it in hertz (lower case, no "
+        "blanks around =)");
   }
   if (file.measurements.empty()) {
     place.fail("no measurement");
   }
   if (header.measurements && *header.measurements != file.measurements.size()) {
-    place.fail(std::to_string(file.measurements.size()) + " measurements, the header says " +
+    place.fail("measurements: " + std::to_string(file.measurements.size()) + ", the header says " +
                std::to_string(*header.measurements));
   }
   file.spacing_Hz = *header.spacing_Hz;

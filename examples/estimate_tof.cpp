@@ -25,6 +25,7 @@ constexpr double nanosecond = 1e-9;
 constexpr double speedOfLight_mps = 299792458.0;
 
 struct Options {
+  bool help = false;
   std::optional<std::string> file;
   std::optional<unsigned char> numPaths;
 };
@@ -49,11 +50,20 @@ std::optional<unsigned char> parseCount(const char* text) {
 
 /// The command line, or nothing where it cannot be used.
 std::optional<Options> parseOptions(int argc, char** argv) {
-  static const option known[] = {{"paths", required_argument, nullptr, 'p'}, {}};
+  static const option known[] = {
+      {"paths", required_argument, nullptr, 'p'}, {"help", no_argument, nullptr, 'h'}, {}};
   Options options;
-  for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
-    options.numPaths = c == 'p' ? parseCount(optarg) : std::nullopt;
+  for (int c = 0; (c = getopt_long(argc, argv, "h", known, nullptr)) != -1;) {
+    if (c == 'h') {
+      options.help = true;
+      return options;
+    }
+    if (c != 'p') {
+      return {};
+    }
+    options.numPaths = parseCount(optarg);
     if (!options.numPaths) {
+      std::fprintf(stderr, "--paths: \"%s\" is not a whole number from 0 to 255\n", optarg);
       return {};
     }
   }
@@ -121,6 +131,10 @@ int main(int argc, char** argv) {
   if (!options) {
     printUsage(stderr);
     return 1;
+  }
+  if (options->help) {
+    printUsage(stdout);
+    return 0;
   }
   try {
     if (options->file) {

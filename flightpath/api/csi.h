@@ -11,7 +11,8 @@
 /// SubcarrierSpacing  hertz between adjacent subcarriers
 /// NumSubcarriers     number of samples
 /// Samples            that many samples in subcarrier order; a path of delay tau appears as
-///                    exp(-i 2 pi k SubcarrierSpacing tau). Null reads as no samples
+///                    exp(-i 2 pi k SubcarrierSpacing tau), unambiguous for |tau| below
+///                    1 / (2 SubcarrierSpacing). Null reads as no samples
 struct CSI {
   std::uint32_t SubcarrierSpacing;
   std::uint16_t NumSubcarriers;

@@ -21,8 +21,11 @@ namespace MUSIC {
 ///
 /// csi         the measurement; with N subcarriers the work space is a handful of L x L complex
 ///             matrices, L = 0.75 N, and the time that of one L x L eigen decomposition
-/// numSignals  forced number of paths; empty: estimate it. For exactly one path the closed form
-///             (mean phase slope) answers
+/// numSignals  how many paths to search for; empty: estimate it. Fewer come back where fewer coarse
+///             peaks pass the threshold (one very strong peak can hide the others); where more
+///             pass, the smallest delays are kept, not the strongest. From L on no noise space is
+///             left and the answer means nothing. For exactly one path the closed form (mean phase
+///             slope) answers
 /// returns one entry a path; none where no path stands out or the measurement is empty
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call. May be called from several

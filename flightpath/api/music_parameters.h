@@ -12,10 +12,11 @@
 /// ForceClassic                   non-zero: prefer the classic search where a grid is given
 /// OptPhaseSlopeForOneSignalCase  non-zero: allow the closed form for exactly one signal
 /// MeasurementContinual           non-zero: samples are uniformly spaced, so smooth the covariance
-/// CoarseResolution               step of the coarse search, normalised frequency
-/// FineResolution                 step of the fine search, normalised frequency
+/// CoarseResolution               step of the coarse search, normalised frequency; usual: 1 / (30 N)
+/// FineResolution                 step of the fine search; usual: a fiftieth of the coarse one
 ///
-/// No value is checked anywhere; the estimators give a defined result for every value.
+/// No value is checked here. The estimators answer every value with a result or, where a step asks
+/// for too many points (0 does), with std::length_error.
 
 /// What the time-of-flight estimator works with; `ToFEstimationParameters` produces it.
 class FLIGHTPATH_API b_MUSICParameters {

@@ -9,7 +9,8 @@ class b_MUSICParameters;
 ///
 /// NumSubcarriers                 number of subcarriers N
 /// SubcarrierSpacing              spacing in hertz
-/// ScanningDistances              1 x G distances in metres for the classic search, or no element
+/// ScanningDistances              1 x G distances in metres for the classic search, or no element;
+///                                a row: a column counts as one point
 /// InputNumSignals                1 x 1, a forced number of paths; no element: estimate it
 /// ForceClassic                   non-zero: prefer the classic search where distances are given
 /// OptPhaseSlopeForOneSignalCase  non-zero: allow the closed form for exactly one path
@@ -17,7 +18,11 @@ class b_MUSICParameters;
 /// CoarseResolution               1 x 1, coarse step in metres; no element: the default
 /// FineResolution                 1 x 1, fine step in metres; no element: the default
 ///
-/// No value is checked anywhere; the estimator gives a defined result for every value.
+/// `MUSIC::estimateToF` sets N and spacing of the record, ForceClassic 0,
+/// OptPhaseSlopeForOneSignalCase 1, MeasurementContinual 1 and leaves every array empty.
+///
+/// No value is checked here. The estimators answer every value with a result or, where a step asks
+/// for too many points (0 does), with std::length_error.
 class FLIGHTPATH_API ToFEstimationParameters {
  public:
   float NumSubcarriers;

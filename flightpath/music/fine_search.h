@@ -7,7 +7,8 @@
 
 namespace flightpath {
 
-/// The frequencies to look at around each coarse peak: a matrix with one column a peak.
+/// The frequencies to look at around each coarse peak: a matrix with one column a peak, so that every
+/// peak gets as many as the one that has fewest.
 
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to
 /// +coarseResolution, 2 coarseResolution / fineResolution + 1 of them.

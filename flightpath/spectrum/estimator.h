@@ -40,6 +40,8 @@ class FLIGHTPATH_API MUSICLib {
   ///
   /// Non-finite samples and settings flow through to NaN or to no path; nothing is reported.
   ///
+  /// BLAS runs on as many threads as the process has set it to.
+  ///
   /// Errors: std::length_error where a resolution asks for more than 2^24 coarse points, or a
   /// matrix or fine grid for more than 2147483647 elements; std::bad_alloc. The result is then left
   /// part-filled; params and x are untouched and the object stays usable.
