@@ -12,7 +12,8 @@
 /// df  subcarrier spacing in hertz; nothing is checked: df = 0 gives infinities or NaN
 /// c   299792458 m/s as a float, which rounds to 299792448
 ///
-/// All operations are in float, in the order written.
+/// All operations are in float, in the order written. Input and output may be the same array; they
+/// must not overlap otherwise.
 
 /// (d * df) / c
 FLIGHTPATH_API float distance2NF(float d, float df);

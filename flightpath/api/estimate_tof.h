@@ -8,7 +8,8 @@
 
 /// The propagation paths found in one measurement. Both lists have the same length and order.
 ///
-/// Distances      metres; ascending on the search route
+/// Distances      metres, in the order of their coarse peaks: ascending, though the fine search may
+///                exchange two that lie within a coarse step of each other
 /// TimesOfFlight  seconds: each distance divided by 299792458.0
 struct ToFEstimate {
   std::vector<double> Distances;
@@ -32,7 +33,7 @@ namespace MUSIC {
 /// threads at once.
 ///
 /// Errors: std::length_error where L x L passes 2147483647 (N above 61,787), std::bad_alloc.
-/// Non-finite samples give NaN or no path, never an error.
+/// Non-finite samples give NaN, no path or a number without meaning, never an error.
 ///
 /// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.
 /// Antennas Propag. 34(3), 1986; X. Li and K. Pahlavan, Super-resolution TOA estimation with

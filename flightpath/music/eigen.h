@@ -8,7 +8,7 @@ namespace coder {
 
 /// Eigenvalues and right eigenvectors of a square complex matrix.
 ///
-/// A  n x n, unchanged
+/// A  n x n, unchanged; not the array V
 /// V  (out) n x n, one eigenvector a column, of unit norm
 /// d  (out) n eigenvalues, d(k) belongs to column k of V. A matrix that equals its conjugate
 ///    transpose exactly is solved as Hermitian: d is real and ascending. One that equals its
@@ -17,6 +17,8 @@ namespace coder {
 /// A matrix with a NaN or infinite part, or that is not square, gives NaN + 0i everywhere, n being
 /// its number of rows; so does a solver that refuses an argument. A solver that does not converge
 /// is not noticed. An empty matrix gives empty results.
+///
+/// Errors: std::length_error where n x n passes 2147483647.
 FLIGHTPATH_API void eig(const array<creal32_T, 2>& A, array<creal32_T, 2>& V,
                         array<creal32_T, 1>& d);
 

@@ -11,8 +11,8 @@
 /// ScannedFreqs     every frequency at which the pseudo-spectrum was evaluated, a row
 /// PseudoSpectrum   its values there, in the same order
 ///
-/// K may be smaller than NumSignals. The order is tallest peak first on the classic route, ascending
-/// otherwise.
+/// K may be smaller than NumSignals. The order is tallest peak first on the classic route, and that
+/// of the coarse peaks, ascending, otherwise.
 struct MUSICResult {
   coder::array<float, 2> PeakValues;
   coder::array<float, 2> NormalizedFreqs;

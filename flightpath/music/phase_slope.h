@@ -12,7 +12,7 @@ namespace flightpath {
 /// NaN for fewer than two samples.
 float phaseSlopeFrequency(const coder::array<creal32_T, 1>& x);
 
-/// The angle of z in (-pi, pi]: NaN for a NaN part; by the signs alone where both parts are
+/// The angle of z in [-pi, pi]: NaN for a NaN part; by the signs alone where both parts are
 /// infinite; exactly +-pi/2, or 0, where the real part is zero.
 float angle(creal32_T z);
 

@@ -1,7 +1,6 @@
 #include "flightpath/music/signal_count.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cstdint>
 
 #include "flightpath/music/covariance.h"

@@ -19,6 +19,8 @@
 /// returns the count, a whole number in 0 ... m - 1; of equal minima the smaller; 0 where no
 ///         eigenvalue is left or all are NaN
 ///
+/// Errors: std::length_error where M x M passes 2147483647.
+///
 /// Non-finite samples give NaN eigenvalues and eigenvectors and a count of 0.
 ///
 /// Source: M. Wax and T. Kailath, Detection of signals by information theoretic criteria, IEEE

@@ -11,8 +11,8 @@
 /// ScannedDistances  metres of every point at which the pseudo-spectrum was evaluated, a row
 /// PseudoSpectrum    its values there, in the same order
 ///
-/// K may be smaller than NumSignals. The order is tallest peak first on the classic route, ascending
-/// otherwise.
+/// K may be smaller than NumSignals. The order is tallest peak first on the classic route, and that
+/// of the coarse peaks, ascending, otherwise.
 struct ToFResult {
   coder::array<float, 2> Distances;
   coder::array<float, 2> PeakValues;

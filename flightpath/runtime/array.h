@@ -149,12 +149,14 @@ class array {
 
   void assign(const array& other) {
     assert(other.isConsistent());
-    Extents extents = {};
-    std::copy_n(other.size, N, extents.size);
-    resize(extents);
-    if (numel > 0) {
-      std::memmove(static_cast<void*>(data), other.data, bytes(numel));  // a view may overlap
+    if (other.numel > capacity) {
+      moveToLargerBuffer(grownCapacity(capacity, other.numel));
     }
+    if (other.numel > 0) {
+      std::memmove(static_cast<void*>(data), other.data, bytes(other.numel));  // a view may overlap
+    }
+    numel = other.numel;
+    std::copy_n(other.size, N, size);
   }
 
   void take(array& other) noexcept {

@@ -57,7 +57,7 @@ bool isGiven(const coder::array<T, 2>& a) {
   return !asRow(a).empty();
 }
 
-/// row := `source` as 1 x n. They may share elements.
+/// row := `source` as 1 x n. A row may be set from its own elements.
 template <class T>
 void setRow(coder::array<T, 2>& row, std::span<const std::type_identity_t<T>> source) {
   row.set_size(1, static_cast<std::int32_t>(source.size()));

@@ -38,7 +38,8 @@ class FLIGHTPATH_API MUSICLib {
   /// params  read only
   /// result  every field is overwritten; no path: the lists of paths are empty, NumSignals stands
   ///
-  /// Non-finite samples and settings flow through to NaN or to no path; nothing is reported.
+  /// Non-finite samples and settings flow through: to NaN, to no path, or to numbers without meaning;
+  /// nothing is reported.
   ///
   /// BLAS runs on as many threads as the process has set it to.
   ///

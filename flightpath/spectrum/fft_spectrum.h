@@ -21,6 +21,8 @@ class MUSICLib;
 /// energies  (out) N x K, |H_k|^2 as complex values with imaginary part 0, not centred
 /// N         number of grid points, truncated; below 1 or NaN: empty outputs
 ///
+/// The arrays are all different ones.
+///
 /// Errors: std::length_error for N infinite or above 2^24, or N x K above 2147483647.
 ///
 /// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.

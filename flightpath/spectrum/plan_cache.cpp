@@ -39,11 +39,11 @@ PlanSpec makeSpec(int n, int sign, unsigned flags, const creal32_T* in, const cr
   return spec;
 }
 
-bool matches(const PlanCacheEntry& entry, const PlanSpec& query) {
+bool hasKey(const PlanCacheEntry& entry, const PlanSpec& query) {
   const PlanSpec& held = entry.spec;
-  return !entry.isEmpty && entry.plan != nullptr && held.rank == query.rank &&
-         held.howmanyRank == query.howmanyRank && held.sign == query.sign &&
-         held.flags == query.flags && held.inputAlignment == query.inputAlignment &&
+  return !entry.isEmpty && held.rank == query.rank && held.howmanyRank == query.howmanyRank &&
+         held.sign == query.sign && held.flags == query.flags &&
+         held.inputAlignment == query.inputAlignment &&
          held.outputAlignment == query.outputAlignment && held.specValid &&
          held.dims.isequal(query.dims) && held.howmanyDims.isequal(query.howmanyDims);
 }
@@ -111,12 +111,14 @@ fftwf_plan PlanCacheTraits::getCachedPlan(MUSICLib* obj, int n, int sign, unsign
   advanceClock(cache);
   const PlanSpec spec = makeSpec(n, sign, flags, in.data, out.data);
   const auto hit = std::find_if(std::begin(cache.entries), std::end(cache.entries),
-                                [&](const PlanCacheEntry& entry) { return matches(entry, spec); });
-  if (hit != std::end(cache.entries)) {
+                                [&](const PlanCacheEntry& entry) { return hasKey(entry, spec); });
+  const bool found = hit != std::end(cache.entries);
+  if (found && hit->plan != nullptr) {
     hit->lastUse = cache.clock;
     return hit->plan;
   }
-  PlanCacheEntry& victim = chooseVictim(cache);
+  // A plan that was refused is asked for again in its own slot, at no other plan's expense.
+  PlanCacheEntry& victim = found ? *hit : chooseVictim(cache);
   destroyPlan(victim);
   victim = {false, flightpath::fftw::plan(spec, in.data, out.data), spec, cache.clock};
   return victim.plan;

@@ -13,7 +13,9 @@
 /// noiseSubspace  M x K, one noise eigenvector e_k a column. No column: +inf everywhere
 /// freqs          normalised frequencies in cycles per sample: a row (its second extent counts) or
 ///                a column; nothing checks their range
-/// spectrum       (out) one value a frequency
+/// spectrum       (out) one value a frequency; not the array of the frequencies
+///
+/// Errors: std::length_error where M x F or F x K passes 2147483647.
 ///
 /// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.
 /// Antennas Propag. 34(3), 1986. The factor 20 on a power ratio is this library's scale.

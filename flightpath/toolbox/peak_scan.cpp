@@ -103,8 +103,9 @@ void scanPeaks(const array<float, 1>& y, array<int, 1>& peaks, array<int, 1>& in
   PositionList infiniteList(infinite, y.numel);
   PositionList inflectionList(inflections, y.numel);
   PeakScan scan(peakList, inflectionList);
-  for (int k = 1; k <= y.numel; ++k) {
-    const float v = y[k - 1];
+  for (int i = 0; i < y.numel; ++i) {
+    const int k = i + 1;
+    const float v = y[i];
     if (v == rtInfF) {
       infiniteList.add(k);
     }

@@ -14,7 +14,7 @@ namespace coder {
 /// inflections  (out) every sample at which the direction changes, a non-finite run begins or ends,
 ///              or y ends
 ///
-/// The three lists hold ascending 1-based positions.
+/// The three lists hold ascending 1-based positions. They are three different arrays.
 FLIGHTPATH_API void scanPeaks(const array<float, 1>& y, array<int, 1>& peaks,
                               array<int, 1>& infinite, array<int, 1>& inflections);
 

@@ -12,6 +12,8 @@ namespace coder {
 /// maxPeaks  how many at most, truncated toward zero; below 1: none; NaN: all
 /// pks       (out) peak heights; equal heights keep ascending position
 /// locs      (out) their 1-based positions, pks(k) = y(locs(k))
+///
+/// pks and y are different arrays.
 FLIGHTPATH_API void findpeaks(const array<float, 1>& y, float maxPeaks, array<float, 1>& pks,
                               array<double, 1>& locs);
 

@@ -49,7 +49,7 @@ void sum(const array<float, 2>& x, array<float, 1>& y) {
   constexpr std::int64_t block = flightpath::summationBlock;
   const std::int64_t numColumns = x.size[1];
   y.set_size(x.size[0]);
-  if (numColumns == 0) {
+  if (numColumns == 0 || y.numel == 0) {
     std::fill(y.begin(), y.end(), 0.0F);
     return;
   }

@@ -17,7 +17,7 @@ flightpath::KeyedValues stretch(array<int, 1>& idx, array<float, 1>& x, int offs
 template <class LeftFirst>
 void mergeAdjacent(array<int, 1>& idx, array<float, 1>& x, int offset, int np, int nq,
                    array<int, 1>& iwork, array<float, 1>& xwork, LeftFirst leftFirst) {
-  assert(np >= 0 && nq >= 0);
+  assert(np >= 0 && nq >= 0 && &idx != &iwork && &x != &xwork);
   flightpath::mergeRuns(stretch(idx, x, offset, np + nq), np, nq, stretch(iwork, xwork, 0, np + nq),
                         leftFirst);
 }
@@ -25,7 +25,7 @@ void mergeAdjacent(array<int, 1>& idx, array<float, 1>& x, int offset, int np, i
 template <class LeftFirst>
 void mergePresorted(array<int, 1>& idx, array<float, 1>& x, int offset, int n, int preSortLevel,
                     array<int, 1>& iwork, array<float, 1>& xwork, LeftFirst leftFirst) {
-  assert(preSortLevel >= 0 && preSortLevel <= 30);
+  assert(preSortLevel >= 0 && preSortLevel <= 30 && &idx != &iwork && &x != &xwork);
   flightpath::mergeBlock(stretch(idx, x, offset, n), n, 1 << preSortLevel,
                          stretch(iwork, xwork, 0, n), leftFirst);
 }

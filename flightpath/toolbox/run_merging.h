@@ -9,9 +9,9 @@
 /// `xwork`. The order is x ascending in the routines with the prefix `b_`, x descending in the
 /// others; of two equal values the left one comes first.
 ///
-/// Preconditions (asserted in debug builds): offset and counts are not negative,
-/// offset + count <= numel of idx and x, and iwork and xwork hold at least count elements. No
-/// element is NaN.
+/// Preconditions (asserted in debug builds): offset and counts are not negative, offset + count is at
+/// most the numel of idx and x, and iwork and xwork are arrays of their own that hold at least count
+/// elements. No element is NaN (not asserted).
 namespace coder::internal {
 
 /// Merges the run of `np` elements at `offset` with the run of `nq` elements behind it.

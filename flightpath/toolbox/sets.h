@@ -11,6 +11,10 @@ namespace coder {
 /// c       (out) the union, ascending
 /// ia, ib  (out) the 1-based position of every value of c in a, or in b where a has it not: the
 ///         first one of a run of equal values
+///
+/// All five are different arrays.
+///
+/// Errors: std::length_error where a and b together have more than 2147483647 elements.
 FLIGHTPATH_API void do_vectors(const array<int, 1>& a, const array<int, 1>& b, array<int, 1>& c,
                                array<int, 1>& ia, array<int, 1>& ib);
 

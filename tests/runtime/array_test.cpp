@@ -369,3 +369,23 @@ TEST(ArrayExtents, ProductIsTakenAsTheLimitAllows) {
   EXPECT_THROW(a.set_size(maxCount, 1), std::bad_alloc) << "exactly the largest count";
   EXPECT_NO_THROW(a.set_size(maxCount, 0)) << "a large extent of an empty array";
 }
+
+// A view that is shorter than what it is assigned, over the same buffer: nothing is cleared before
+// it is copied.
+TEST(ArrayCopy, IntoAShorterViewOfTheSourceKeepsTheElements) {
+  array<int, 1> source;
+  source.set_size(8);
+  for (int i = 0; i < 8; ++i) {
+    source[i] = i + 1;
+  }
+  array<int, 1> view;
+  view.data = source.data;
+  view.numel = view.size[0] = 2;
+  view.capacity = source.capacity;
+  view = source;
+  EXPECT_EQ(view.data, source.data);
+  EXPECT_EQ(view.numel, 8);
+  for (int i = 0; i < 8; ++i) {
+    EXPECT_EQ(view[i], i + 1);
+  }
+}

@@ -381,6 +381,21 @@ TEST_F(PlanCacheTest, RefusedPlanIsStoredAsNullAndAskedForAgain) {
   EXPECT_FALSE(misses(8)) << "found behind the null plan";
 }
 
+TEST_F(PlanCacheTest, RefusedPlanTakesOneSlotHoweverOftenItIsAskedFor) {
+  for (int n = 1; n <= 7; ++n) {
+    lookup(n);
+  }
+  {
+    const support::RefusingPlanner refusing;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+      EXPECT_EQ(lookup(99), nullptr);
+    }
+  }
+  for (int n = 1; n <= 7; ++n) {
+    EXPECT_FALSE(misses(n)) << "no good plan had to go for the refused one: " << n;
+  }
+}
+
 TEST_F(PlanCacheTest, EvictedNullPlanIsNotDestroyed) {
   {
     const support::RefusingPlanner refusing;
