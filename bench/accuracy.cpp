@@ -1,0 +1,133 @@
+// Draws the channels of the accuracy scenarios, estimates them, and writes both down:
+//
+//   flightpath_accuracy OUTDIR TRIALS
+//
+// OUTDIR/NAME.json     the scenario, and per trial the path phases and the delays found
+// OUTDIR/NAME.samples  the measurements, complex float32, a row a trial: what the peers are given
+
+#include <flightpath/flightpath.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "simulated_channel.h"
+
+namespace {
+
+constexpr std::uint32_t spacing_Hz = 312500;
+
+struct Scenario {
+  const char* name;
+  int numSubcarriers;
+  double snr_dB;
+  std::vector<SimulatedPath> paths;  // phases are drawn for every trial
+};
+
+const std::vector<Scenario>& scenarios() {
+  static const std::vector<Scenario> all = {
+      {"one", 64, 20.0, {{40e-9, 1.0, 0.0}}},
+      {"easy3", 64, 30.0, {{40e-9, 1.0, 0.0}, {110e-9, 0.7, 0.0}, {200e-9, 0.5, 0.0}}},
+      {"close3", 64, 30.0, {{40e-9, 1.0, 0.0}, {70e-9, 0.7, 0.0}, {120e-9, 0.5, 0.0}}},
+      {"wide3", 242, 25.0, {{40e-9, 1.0, 0.0}, {58e-9, 0.7, 0.0}, {85e-9, 0.5, 0.0}}},
+      {"wide5",
+       242,
+       30.0,
+       {{30e-9, 1.0, 0.0},
+        {55e-9, 0.8, 0.0},
+        {90e-9, 0.6, 0.0},
+        {140e-9, 0.5, 0.0},
+        {200e-9, 0.4, 0.0}}},
+      {"none", 64, 0.0, {}},
+  };
+  return all;
+}
+
+class JsonList {
+ public:
+  explicit JsonList(std::ostream& out) : out_(out) { out_ << '['; }
+  ~JsonList() { out_ << ']'; }
+  JsonList(const JsonList&) = delete;
+  JsonList& operator=(const JsonList&) = delete;
+  std::ostream& next() { return out_ << (first_ ? (first_ = false, "") : ", "); }
+
+ private:
+  std::ostream& out_;
+  bool first_ = true;
+};
+
+template <class Values, class Value>
+void writeList(std::ostream& out, const Values& values, Value value) {
+  JsonList list(out);
+  for (const auto& element : values) {
+    list.next() << value(element);
+  }
+}
+
+void drawPhases(std::vector<SimulatedPath>& paths, std::mt19937_64& random) {
+  std::uniform_real_distribution<double> phase_rad(0.0, 6.283185307179586);
+  for (SimulatedPath& path : paths) {
+    path.phase_rad = phase_rad(random);
+  }
+}
+
+void writeTrial(std::ostream& out, const std::vector<SimulatedPath>& paths,
+                const ToFEstimate& estimate, double seconds) {
+  out << "{\"phases_rad\": ";
+  writeList(out, paths, [](const SimulatedPath& path) { return path.phase_rad; });
+  out << ", \"found_s\": ";
+  writeList(out, estimate.TimesOfFlight, [](double delay_s) { return delay_s; });
+  out << ", \"seconds\": " << seconds << '}';
+}
+
+void writeHeader(std::ostream& out, const Scenario& scenario) {
+  out.precision(12);
+  out << "{\"name\": \"" << scenario.name << "\", \"N\": " << scenario.numSubcarriers
+      << ", \"spacing_Hz\": " << spacing_Hz << ", \"snr_dB\": " << scenario.snr_dB
+      << ",\n\"delays_s\": ";
+  writeList(out, scenario.paths, [](const SimulatedPath& path) { return path.delay_s; });
+  out << ", \"amplitudes\": ";
+  writeList(out, scenario.paths, [](const SimulatedPath& path) { return path.amplitude; });
+}
+
+void run(const Scenario& scenario, const std::string& folder, int numTrials) {
+  using Clock = std::chrono::steady_clock;
+  std::ofstream json(folder + "/" + scenario.name + ".json");
+  std::ofstream vectors(folder + "/" + scenario.name + ".samples", std::ios::binary);
+  writeHeader(json, scenario);
+  json << ",\n\"trials\": ";
+  std::mt19937_64 random(2026);
+  std::vector<SimulatedPath> paths = scenario.paths;
+  JsonList trials(json);
+  for (int trial = 0; trial < numTrials; ++trial) {
+    drawPhases(paths, random);
+    const auto samples = simulateChannel(
+        paths, {scenario.numSubcarriers, static_cast<double>(spacing_Hz), scenario.snr_dB}, random);
+    vectors.write(reinterpret_cast<const char*>(samples.data()),
+                  static_cast<std::streamsize>(samples.size() * sizeof(creal32_T)));
+    const CSI csi = {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
+    const auto start = Clock::now();
+    const ToFEstimate estimate = MUSIC::estimateToF(csi);
+    const std::chrono::duration<double> elapsed = Clock::now() - start;
+    writeTrial(trials.next() << '\n', paths, estimate, elapsed.count());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fputs("usage: flightpath_accuracy OUTDIR TRIALS\n", stderr);
+    return 1;
+  }
+  for (const Scenario& scenario : scenarios()) {
+    run(scenario, argv[1], std::atoi(argv[2]));
+    // Closed after the list of trials is complete.
+    std::ofstream(std::string(argv[1]) + "/" + scenario.name + ".json", std::ios::app) << "}\n";
+  }
+  return 0;
+}
