@@ -45,8 +45,10 @@ def table(header, rows):
     return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
 
 
-def micro(value):
-    return f"{value:.0f}" if value < 10000 else f"{value / 1000:.0f} 000"
+def duration(us):
+    """Three digits, in the unit that suits them."""
+    scale, unit = (1, "us") if us < 1e3 else (1e3, "ms") if us < 1e6 else (1e6, "s")
+    return f"{us / scale:.3g} {unit}"
 
 
 def time_table(times):
@@ -55,13 +57,13 @@ def time_table(times):
         if name != "Floor":
             continue
         floor = times["Floor", N, paths]
-        row = [str(paths), str(N), micro(floor)]
+        row = [str(paths), str(N), duration(floor)]
         for kind, target in zip(("MUSICToF", "estimateToF"), TARGETS.get(N, (None, None))):
             time = times[kind, N, paths]
-            row += [micro(time), f"{time / floor:.3f}" + (f" (at most {target})" if target else "")]
+            row += [duration(time), f"{time / floor:.3f}" + (f" (at most {target})" if target else "")]
         rows.append(row)
-    return table(["paths", "N", "floor, us", "`MUSICLib::MUSICToF`, us", "/ floor",
-                  "`MUSIC::estimateToF`, us", "/ floor"], rows)
+    return table(["paths", "N", "floor", "`MUSICLib::MUSICToF`", "/ floor",
+                  "`MUSIC::estimateToF`", "/ floor"], rows)
 
 
 def stage_shares(times, paths=3):
@@ -164,9 +166,9 @@ def memory_section(memory):
 def page(times, context, memory, folder, records, notes, peer_trials):
     parts = [
         "# Benchmarks",
-        "Written by `./scripts/bench`: do not edit. Every number comes from one run on one machine "
+        "Written by `./scripts/bench`: do not edit. Every number comes from one run on one machine\n"
         f"({context['num_cpus']} cores at {context['mhz_per_cpu']} MHz, {context['date'][:10]}); "
-        "times are medians, of one\nthread. Compare ratios, not times: they are measured "
+        "times are medians, of one thread. Compare\nratios, not times: they are measured "
         "interleaved in the same process.",
         "## One estimate and its floor",
         "The floor makes only the foreign calls that the method cannot do without for the same\n"
@@ -174,7 +176,8 @@ def page(times, context, memory, folder, records, notes, peer_trials):
         "(`LAPACKE_cheev`), the\ntransforms (FFTW), the steering vectors (`sincosf`), the fine "
         "products (`cblas_cgemm`), roots (`powf`)\nand decibels (`log10f`). `MUSICToF` keeps its "
         "object, `estimateToF` plans its transforms afresh.\nAt N = 64 the target is 1.15 and 1.3 "
-        "times the floor, from N = 242 on 1.05 and 1.06.",
+        "times the floor, from N = 242 on 1.05 and 1.06.\nA ratio "
+        "below 1 is the scatter of the machine: nothing can be faster than its own calls.",
         time_table(times),
         "## Where the time goes",
         "![share of each stage by N](benchmarks-stages.svg)",
