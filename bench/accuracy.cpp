@@ -75,13 +75,34 @@ void drawPhases(std::vector<SimulatedPath>& paths, std::mt19937_64& random) {
   }
 }
 
-void writeTrial(std::ostream& out, const std::vector<SimulatedPath>& paths,
-                const ToFEstimate& estimate, double seconds) {
+/// What one engine found, and how long it took.
+struct Answer {
+  std::vector<double> found_s;
+  double seconds = 0.0;
+};
+
+template <class Estimate>
+Answer timed(Estimate estimate) {
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
+  Answer answer = {estimate(), 0.0};
+  answer.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  return answer;
+}
+
+void writeAnswer(std::ostream& out, const char* engine, const Answer& answer) {
+  out << ", \"" << engine << "\": {\"found_s\": ";
+  writeList(out, answer.found_s, [](double delay_s) { return delay_s; });
+  out << ", \"seconds\": " << answer.seconds << '}';
+}
+
+void writeTrial(std::ostream& out, const std::vector<SimulatedPath>& paths, const Answer& dense,
+                const Answer& ranger) {
   out << "{\"phases_rad\": ";
   writeList(out, paths, [](const SimulatedPath& path) { return path.phase_rad; });
-  out << ", \"found_s\": ";
-  writeList(out, estimate.TimesOfFlight, [](double delay_s) { return delay_s; });
-  out << ", \"seconds\": " << seconds << '}';
+  writeAnswer(out, "dense", dense);
+  writeAnswer(out, "ranger", ranger);
+  out << '}';
 }
 
 void writeHeader(std::ostream& out, const Scenario& scenario) {
@@ -95,13 +116,15 @@ void writeHeader(std::ostream& out, const Scenario& scenario) {
 }
 
 void run(const Scenario& scenario, const std::string& folder, int numTrials) {
-  using Clock = std::chrono::steady_clock;
   std::ofstream json(folder + "/" + scenario.name + ".json");
   std::ofstream vectors(folder + "/" + scenario.name + ".samples", std::ios::binary);
   writeHeader(json, scenario);
   json << ",\n\"trials\": ";
   std::mt19937_64 random(2026);
   std::vector<SimulatedPath> paths = scenario.paths;
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = spacing_Hz;
+  flightpath::Ranger ranger(static_cast<std::uint32_t>(scenario.numSubcarriers), options);
   JsonList trials(json);
   for (int trial = 0; trial < numTrials; ++trial) {
     drawPhases(paths, random);
@@ -110,10 +133,10 @@ void run(const Scenario& scenario, const std::string& folder, int numTrials) {
     vectors.write(reinterpret_cast<const char*>(samples.data()),
                   static_cast<std::streamsize>(samples.size() * sizeof(creal32_T)));
     const CSI csi = {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
-    const auto start = Clock::now();
-    const ToFEstimate estimate = MUSIC::estimateToF(csi);
-    const std::chrono::duration<double> elapsed = Clock::now() - start;
-    writeTrial(trials.next() << '\n', paths, estimate, elapsed.count());
+    const Answer dense = timed([&] { return MUSIC::estimateToF(csi).TimesOfFlight; });
+    const Answer structured =
+        timed([&] { return ranger.estimate(samples.data(), 1).TimesOfFlight; });
+    writeTrial(trials.next() << '\n', paths, dense, structured);
   }
 }
 

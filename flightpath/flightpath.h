@@ -17,6 +17,7 @@
 #include "flightpath/music/signal_count.h"
 #include "flightpath/music/smoothing.h"
 #include "flightpath/music/tof_result.h"
+#include "flightpath/ranging/ranger.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
 #include "flightpath/runtime/nonfinite.h"

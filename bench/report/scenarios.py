@@ -18,8 +18,8 @@ class Scenario:
     amplitudes: np.ndarray     # (P,)
     phases_rad: np.ndarray     # (T, P)
     samples: np.ndarray        # (T, N) complex64
-    found_s: list              # T lists: what flightpath found
-    seconds: np.ndarray        # (T,)
+    found_s: dict              # by engine, T lists: what flightpath found
+    seconds: dict              # by engine, (T,)
 
     @property
     def tolerance_s(self):
@@ -38,8 +38,9 @@ def load(folder, name):
         name=name, num_subcarriers=d["N"], spacing_Hz=d["spacing_Hz"], snr_dB=d["snr_dB"],
         delays_s=np.array(d["delays_s"]), amplitudes=np.array(d["amplitudes"]),
         phases_rad=np.array([t["phases_rad"] for t in trials]),
-        samples=samples, found_s=[t["found_s"] for t in trials],
-        seconds=np.array([t["seconds"] for t in trials]))
+        samples=samples,
+        found_s={e: [t[e]["found_s"] for t in trials] for e in ("dense", "ranger")},
+        seconds={e: np.array([t[e]["seconds"] for t in trials]) for e in ("dense", "ranger")})
 
 
 def score(scenario, found_s):

@@ -1,7 +1,5 @@
 #include "flightpath/music/eigen.h"
 
-#include <lapacke.h>
-
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -10,16 +8,11 @@
 #include "flightpath/music/mirrored_pairs.h"
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/nonfinite.h"
+#include "flightpath/toolbox/lapack.h"
 
 namespace {
 
 using coder::array;
-
-static_assert(sizeof(creal32_T) == sizeof(lapack_complex_float));
-
-lapack_complex_float* native(creal32_T* data) {
-  return reinterpret_cast<lapack_complex_float*>(data);
-}
 
 bool isEmpty(const array<creal32_T, 2>& A) { return A.size[0] == 0 || A.size[1] == 0; }
 
@@ -59,15 +52,7 @@ void solveGeneral(const array<creal32_T, 2>& A, array<creal32_T, 2>& V, array<cr
   array<creal32_T, 2> work(A);
   array<float, 1> scale;
   scale.set_size(n);
-  lapack_complex_float noLeftVectors{};
-  float abnrm = 0.0F;
-  float rconde = 0.0F;
-  float rcondv = 0.0F;
-  lapack_int ilo = 0;
-  lapack_int ihi = 0;
-  const lapack_int info = LAPACKE_cgeevx(LAPACK_COL_MAJOR, 'B', 'N', 'V', 'N', n, native(work.data),
-                                         n, native(d.data), &noLeftVectors, 1, native(V.data), n,
-                                         &ilo, &ihi, scale.data, &abnrm, &rconde, &rcondv);
+  const int info = flightpath::lapack::generalEigen(n, work.data, d.data, V.data, scale.data);
   if (info < 0) {
     fillNaN(V);
     fillNaN(d);
@@ -105,8 +90,7 @@ int xsyheev(array<creal32_T, 2>& A, array<float, 1>& W) {
   if (isEmpty(A)) {
     return 0;
   }
-  const lapack_int info =
-      isSquare(A) ? LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A.data), n, W.data) : -1;
+  const int info = isSquare(A) ? flightpath::lapack::hermitianEigen(n, A.data, W.data) : -1;
   if (info < 0) {
     std::fill(W.begin(), W.end(), rtNaNF);
     fillNaN(A);

@@ -2,11 +2,12 @@
 
 #include <math.h>
 
-#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/nonfinite.h"
+#include "flightpath/runtime/view.h"
 #include "flightpath/toolbox/reductions.h"
 
 namespace flightpath {
@@ -37,15 +38,20 @@ float angle(creal32_T z) {
   return ::atan2f(z.im, z.re);
 }
 
-float phaseSlopeFrequency(const coder::array<creal32_T, 1>& x) {
+float phaseSlopeFrequency(std::span<const creal32_T> x, coder::array<float, 1>& steps) {
   constexpr float twoPi = 6.2831855F;
-  coder::array<float, 1> steps;
-  steps.set_size(std::max(x.numel - 1, 0));
-  std::transform(x.begin(), x.begin() + steps.numel, x.begin() + (x.numel - steps.numel),
-                 steps.begin(),
-                 [](creal32_T a, creal32_T b) { return angle(timesConjugate(b, a)); });
+  steps.set_size(x.empty() ? 0 : static_cast<std::int32_t>(x.size()) - 1);
+  for (std::int32_t k = 0; k < steps.numel; ++k) {
+    const auto at = static_cast<std::size_t>(k);
+    steps[k] = angle(timesConjugate(x[at + 1], x[at]));
+  }
   const float total = coder::blockedSummation(steps, steps.numel);
   return -(total / static_cast<float>(steps.numel)) / twoPi;
+}
+
+float phaseSlopeFrequency(const coder::array<creal32_T, 1>& x) {
+  coder::array<float, 1> steps;
+  return phaseSlopeFrequency(elements(x), steps);
 }
 
 }  // namespace flightpath

@@ -43,6 +43,15 @@ fftwf_plan plan(const coder::internal::fft::fftw::PlanSpec& spec, creal32_T* in,
                              native(out), spec.sign, spec.flags);
 }
 
+fftwf_plan planRealInverse(int n, creal32_T* half, float* out) {
+  const PlanningLock lock;
+  return fftwf_plan_dft_c2r_1d(n, native(half), out, FFTW_ESTIMATE);
+}
+
+void executeRealInverse(fftwf_plan plan, creal32_T* half, float* out) {
+  fftwf_execute_dft_c2r(plan, native(half), out);
+}
+
 void destroy(fftwf_plan plan) {
   const PlanningLock lock;
   fftwf_destroy_plan(plan);

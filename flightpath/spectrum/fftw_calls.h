@@ -16,6 +16,13 @@ int alignmentOf(const creal32_T* data);
 /// refuses. Neither array is touched when the flags say estimate.
 fftwf_plan plan(const coder::internal::fft::fftw::PlanSpec& spec, creal32_T* in, creal32_T* out);
 
+/// A plan for the inverse transform of n / 2 + 1 half-complex values to n real ones, made under the
+/// planning lock; null where FFTW refuses. Running it destroys its input.
+fftwf_plan planRealInverse(int n, creal32_T* half, float* out);
+
+/// Runs such a plan on its arrays.
+void executeRealInverse(fftwf_plan plan, creal32_T* half, float* out);
+
 /// Destroys a plan under the planning lock. Null is fine.
 void destroy(fftwf_plan plan);
 

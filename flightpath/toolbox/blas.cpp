@@ -20,6 +20,11 @@ void multiply(std::int32_t m, std::int32_t n, std::int32_t k, Operand a, Operand
               b.data, b.rows, &zero, c, m);
 }
 
+void multiplyReal(std::int32_t m, std::int32_t n, std::int32_t k, const double* a, const double* b,
+                  double* c) {
+  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, m, n, k, 1.0, a, m, b, k, 0.0, c, m);
+}
+
 float norm2(std::span<const float> x) {
   return cblas_snrm2(static_cast<blasint>(x.size()), x.data(), 1);
 }

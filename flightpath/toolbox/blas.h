@@ -26,6 +26,10 @@ struct Operand {
 /// leading dimension of 0.
 void multiply(std::int32_t m, std::int32_t n, std::int32_t k, Operand a, Operand b, creal32_T* c);
 
+/// C := A B in double, with A m x k, B k x n and C m x n, all column-major without gaps.
+void multiplyReal(std::int32_t m, std::int32_t n, std::int32_t k, const double* a, const double* b,
+                  double* c);
+
 /// Euclidean norm, free of overflow.
 float norm2(std::span<const float> x);
 

@@ -10,11 +10,13 @@
 #include "flightpath/runtime/conversion.h"
 #include "flightpath/runtime/nonfinite.h"
 #include "flightpath/toolbox/peak_scan.h"
+#include "flightpath/toolbox/peak_work.h"
 #include "flightpath/toolbox/sets.h"
 
 namespace {
 
 using coder::array;
+using flightpath::PeakWork;
 
 /// Whether the sample at 1-based position p stands above its neighbours by at least zero. A scanned
 /// peak always has both neighbours, and always does.
@@ -23,18 +25,15 @@ bool standsAboveNeighbours(const array<float, 1>& y, int p) {
 }
 
 /// Positions of the finite peaks higher than `minHeight` and of every +Inf sample, ascending.
-void candidatesAbove(const array<float, 1>& y, float minHeight, array<int, 1>& candidates) {
-  array<int, 1> peaks;
-  array<int, 1> infinite;
-  array<int, 1> inflections;
-  coder::scanPeaks(y, peaks, infinite, inflections);
+const array<int, 1>& candidatesAbove(const array<float, 1>& y, float minHeight, PeakWork& work) {
+  array<int, 1>& peaks = work.peaks;
+  coder::scanPeaks(y, peaks, work.infinite, work.inflections);
   const auto end = std::remove_if(peaks.begin(), peaks.end(), [&](int p) {
     return !(y[p - 1] > minHeight) || !standsAboveNeighbours(y, p);
   });
   peaks.set_size(static_cast<int>(end - peaks.begin()));
-  array<int, 1> fromPeaks;
-  array<int, 1> fromInfinite;
-  coder::do_vectors(peaks, infinite, candidates, fromPeaks, fromInfinite);
+  coder::do_vectors(peaks, work.infinite, work.candidates, work.fromPeaks, work.fromInfinite);
+  return work.candidates;
 }
 
 int limitedCount(int found, float maxPeaks) {
@@ -63,21 +62,29 @@ void report(const array<float, 1>& y, const array<int, 1>& candidates, float max
 
 }  // namespace
 
+namespace flightpath {
+
+void leftmostPeaks(const array<float, 1>& y, float maxPeaks, float minHeight, PeakWork& work,
+                   array<float, 1>& pks, array<double, 1>& locs) {
+  report(y, candidatesAbove(y, minHeight, work), maxPeaks, pks, locs);
+}
+
+}  // namespace flightpath
+
 namespace coder {
 
 void findpeaks(const array<float, 1>& y, float maxPeaks, array<float, 1>& pks,
                array<double, 1>& locs) {
-  array<int, 1> candidates;
-  candidatesAbove(y, rtMinusInfF, candidates);
-  sortByHeight(y, candidates);
-  report(y, candidates, maxPeaks, pks, locs);
+  flightpath::PeakWork work;
+  candidatesAbove(y, rtMinusInfF, work);
+  sortByHeight(y, work.candidates);
+  report(y, work.candidates, maxPeaks, pks, locs);
 }
 
 void findpeaks(const array<float, 1>& y, float maxPeaks, float minHeight, array<float, 1>& pks,
                array<double, 1>& locs) {
-  array<int, 1> candidates;
-  candidatesAbove(y, minHeight, candidates);
-  report(y, candidates, maxPeaks, pks, locs);
+  flightpath::PeakWork work;
+  flightpath::leftmostPeaks(y, maxPeaks, minHeight, work, pks, locs);
 }
 
 }  // namespace coder

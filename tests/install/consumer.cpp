@@ -38,6 +38,19 @@ bool findsThePath() {
   return paths.Distances.size() == 1 && std::fabs(paths.Distances[0] - trueDistance_m) < 1e-3;
 }
 
+bool rangesABatch() {
+  std::vector<creal32_T> rows = onePath(64, 312500.0);
+  const std::vector<creal32_T> again = rows;
+  rows.insert(rows.end(), again.begin(), again.end());
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = 312500.0;
+  options.Threads = 2;
+  flightpath::Ranger ranger(64, options);
+  const flightpath::PathSet paths = ranger.estimate(rows.data(), 2);
+  return paths.Offsets == std::vector<std::size_t>{0, 1, 2} &&
+         std::fabs(paths.Distances[1] - trueDistance_m) < 1e-3;
+}
+
 template <class Function>
 bool resolves(Function function) {
   // Volatile: the comparison has to look at the address that the linker filled in.
@@ -110,8 +123,8 @@ bool constantsAgree() {
 }  // namespace
 
 int main() {
-  const bool good = findsThePath() && overloadsResolve() && freeFunctionsResolve() &&
-                    classesResolve() && constantsAgree();
+  const bool good = findsThePath() && rangesABatch() && overloadsResolve() &&
+                    freeFunctionsResolve() && classesResolve() && constantsAgree();
   std::puts(good ? "consumer: everything resolves and the path is found" : "consumer: FAILED");
   return good ? 0 : 1;
 }

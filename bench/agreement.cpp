@@ -1,0 +1,176 @@
+// Compares the structured engine with the dense route on simulated channels and prints the tables of
+// docs/ranger-agreement.md:
+//
+//   flightpath_agreement [SHARE]     SHARE of the 20,050 channels, 1 by default
+
+#include <flightpath/flightpath.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "measurement.h"
+
+namespace {
+
+constexpr std::array<int, 9> snrs_dB = {5, 10, 15, 20, 30, 40, 50, 60, 70};
+constexpr double speedOfLight_mps = 299792458.0;
+
+/// How many channels of each size: the dense route takes the cube of N.
+const std::map<int, int> trialsOfSize = {{30, 5000},  {56, 4000},  {64, 5000},
+                                         {114, 4500}, {242, 1350}, {498, 200}};
+
+struct Tally {
+  int trials = 0;
+  int sameCount = 0;
+  int samePaths = 0;     // of those: as many paths, every distance within 1.01 fine step
+  int rangerNearer = 0;  // of the others: whose count lies nearer the true number
+  int denseNearer = 0;
+
+  void add(const Tally& other) {
+    trials += other.trials;
+    sameCount += other.sameCount;
+    samePaths += other.samePaths;
+    rangerNearer += other.rangerNearer;
+    denseNearer += other.denseNearer;
+  }
+};
+
+using Tallies = std::map<int, Tally>;  // by SNR
+
+/// Paths a random half to four resolution cells apart.
+std::vector<SimulatedPath> drawPaths(int numPaths, double bandwidth_Hz, std::mt19937_64& random) {
+  std::uniform_real_distribution<double> cells(0.5, 4.0);
+  std::uniform_real_distribution<double> amplitude(0.3, 1.0);
+  std::uniform_real_distribution<double> phase_rad(0.0, 6.283185307179586);
+  std::vector<SimulatedPath> paths;
+  double delay_s = 0.0;
+  for (int k = 0; k < numPaths; ++k) {
+    delay_s += cells(random) / bandwidth_Hz;
+    const double a = amplitude(random);
+    paths.push_back({delay_s, a, phase_rad(random)});
+  }
+  return paths;
+}
+
+bool samePaths(const coder::array<float, 2>& dense, const std::vector<double>& ranger,
+               double step_m) {
+  if (static_cast<std::size_t>(dense.numel) != ranger.size()) {
+    return false;
+  }
+  for (int k = 0; k < dense.numel; ++k) {
+    const double difference = static_cast<double>(dense[k]) - ranger[static_cast<std::size_t>(k)];
+    if (!(std::fabs(difference) <= 1.01 * step_m)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// The channels of one size whose number leaves this remainder.
+class Comparison {
+ public:
+  explicit Comparison(int N)
+      : N_(N), parameters_(bench::defaults(N)), ranger_(static_cast<std::uint32_t>(N), options()) {}
+
+  void run(int trial, Tallies& tallies) {
+    std::mt19937_64 random(static_cast<std::uint64_t>(N_) * 1000003U +
+                           static_cast<std::uint64_t>(trial));
+    const int snr_dB = snrs_dB[static_cast<std::size_t>(trial) % snrs_dB.size()];
+    const int numPaths = (trial / static_cast<int>(snrs_dB.size())) % 6;
+    const double bandwidth_Hz = static_cast<double>(bench::spacing_Hz) * N_;
+    const auto samples = simulateChannel(
+        drawPaths(numPaths, bandwidth_Hz, random),
+        {N_, static_cast<double>(bench::spacing_Hz), static_cast<double>(snr_dB)}, random);
+    dense_.MUSICToF(bench::toColumn(samples), &parameters_, &denseResult_);
+    ranger_.estimate(samples.data(), 1, found_);
+    count(numPaths, speedOfLight_mps / bandwidth_Hz / 1500.0, tallies[snr_dB]);
+  }
+
+ private:
+  static flightpath::RangingOptions options() {
+    flightpath::RangingOptions options;
+    options.SubcarrierSpacing = bench::spacing_Hz;
+    return options;
+  }
+
+  void count(int numPaths, double step_m, Tally& tally) const {
+    const double dense = static_cast<double>(denseResult_.NumSignals);
+    const double ranger = static_cast<double>(found_.NumSignals[0]);
+    ++tally.trials;
+    if (dense == ranger) {
+      ++tally.sameCount;
+      tally.samePaths += samePaths(denseResult_.Distances, found_.Distances, step_m) ? 1 : 0;
+      return;
+    }
+    const double denseError = std::fabs(dense - numPaths);
+    const double rangerError = std::fabs(ranger - numPaths);
+    tally.denseNearer += denseError < rangerError ? 1 : 0;
+    tally.rangerNearer += rangerError < denseError ? 1 : 0;
+  }
+
+  int N_;
+  ToFEstimationParameters parameters_;
+  MUSICLib dense_;
+  ToFResult denseResult_;
+  flightpath::Ranger ranger_;
+  flightpath::PathSet found_;
+};
+
+/// Every second channel of every size.
+Tallies runHalf(int half, double share) {
+  Tallies tallies;
+  for (const auto& [N, trials] : trialsOfSize) {
+    Comparison comparison(N);
+    for (int trial = half; trial < static_cast<int>(trials * share); trial += 2) {
+      comparison.run(trial, tallies);
+    }
+  }
+  return tallies;
+}
+
+double percent(int part, int whole) { return whole == 0 ? 100.0 : 100.0 * part / whole; }
+
+void printRow(const char* label, const Tally& t) {
+  std::printf("| %s | %d | %.2f %% | %.2f %% | %d | %d | %d |\n", label, t.trials,
+              percent(t.sameCount, t.trials), percent(t.samePaths, t.sameCount),
+              t.trials - t.sameCount, t.rangerNearer, t.denseNearer);
+}
+
+void print(const Tallies& tallies) {
+  std::printf(
+      "| SNR, dB | channels | same count | of those: same paths within a fine step | other count |"
+      " Ranger nearer the truth | dense route nearer |\n|---|---|---|---|---|---|---|\n");
+  Tally all;
+  Tally from20;
+  for (const auto& [snr_dB, tally] : tallies) {
+    printRow(std::to_string(snr_dB).c_str(), tally);
+    all.add(tally);
+    if (snr_dB >= 20) {
+      from20.add(tally);
+    }
+  }
+  printRow("20 and up", from20);
+  printRow("all", all);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const double share = argc > 1 ? std::atof(argv[1]) : 1.0;
+  MUSIC::estimateToF({});  // sets BLAS to one thread
+  Tallies first;
+  Tallies second;
+  std::thread other([&] { second = runHalf(1, share); });
+  first = runHalf(0, share);
+  other.join();
+  for (const auto& [snr_dB, tally] : second) {
+    first[snr_dB].add(tally);
+  }
+  print(first);
+}

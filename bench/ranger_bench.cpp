@@ -1,0 +1,49 @@
+#include <flightpath/flightpath.h>
+
+#include "bench/measurement.h"
+#include "bench/sizes.h"
+
+namespace {
+
+flightpath::RangingOptions options(unsigned threads) {
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = bench::spacing_Hz;
+  options.Threads = threads;
+  return options;
+}
+
+void BM_Ranger(benchmark::State& state) {
+  const auto N = static_cast<int>(state.range(0));
+  const auto samples = bench::measurement(N, static_cast<int>(state.range(1)));
+  flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options(1));
+  flightpath::PathSet paths;
+  for ([[maybe_unused]] auto _ : state) {
+    ranger.estimate(samples.data(), 1, paths);
+  }
+  state.counters["found"] = static_cast<double>(paths.Distances.size());
+}
+
+/// 2,000 measurements of 64 subcarriers at once; the argument is the number of threads.
+void BM_RangerBatch(benchmark::State& state) {
+  constexpr std::size_t count = 2000;
+  const auto one = bench::measurement(64, 3);
+  std::vector<creal32_T> batch;
+  for (std::size_t i = 0; i < count; ++i) {
+    batch.insert(batch.end(), one.begin(), one.end());
+  }
+  flightpath::Ranger ranger(64, options(static_cast<unsigned>(state.range(0))));
+  flightpath::PathSet paths;
+  for ([[maybe_unused]] auto _ : state) {
+    ranger.estimate(batch.data(), count, paths);
+  }
+}
+
+}  // namespace
+
+BENCHMARK(BM_Ranger)->Apply(bench::allSizes);
+BENCHMARK(BM_RangerBatch)
+    ->ArgName("threads")
+    ->Arg(1)
+    ->Arg(2)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <span>
+
+namespace flightpath {
+
+/// What the criterion needs of all eigenvalues together.
+struct EigenvalueSums {
+  int count;              // m, how many there are, all above 0
+  double trace;           // their sum
+  double logDeterminant;  // the sum of their logarithms
+};
+
+/// The signal count of the criterion from the largest eigenvalues alone.
+///
+///   Q(k) = (2m - k + 1) k / 2 + (m - k) log(AM / GM) of the m - k smallest
+///
+/// AM and GM follow from the sums, less what the k largest contribute. The likelihood term is never
+/// negative, so once the penalty alone exceeds the best Q no later k can win.
+///
+/// leading  the largest eigenvalues, descending
+/// returns the k of the smallest Q, the first of equals; empty where more eigenvalues are needed
+///
+/// Source: M. Wax and T. Kailath, Detection of signals by information theoretic criteria, IEEE
+/// Trans. Acoust., Speech, Signal Process. 33(2), 1985.
+std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const double> leading);
+
+}  // namespace flightpath

@@ -1,0 +1,319 @@
+#include "flightpath/ranging/measurement_ranger.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <numbers>
+#include <stdexcept>
+
+#include "flightpath/api/music_parameters.h"
+#include "flightpath/api/tof_parameters.h"
+#include "flightpath/music/coarse_search.h"
+#include "flightpath/music/phase_slope.h"
+#include "flightpath/ranging/fast_decibels.h"
+#include "flightpath/spectrum/fft_axis.h"
+#include "flightpath/spectrum/fftw_calls.h"
+#include "flightpath/toolbox/grids.h"
+#include "flightpath/toolbox/lapack.h"
+
+namespace flightpath {
+namespace {
+
+// A signal's eigenvector is good when C v - theta v is this much of theta; a noise eigenvalue that
+// only the criterion looks at, when it is this much: its error is the square of that.
+constexpr double vectorTolerance = 1e-6;
+constexpr double valueTolerance = 3e-2;
+constexpr int mostSteps = 40;
+
+/// Eigenvalues below the largest times this are rounding of single-precision samples: they count as
+/// equal to it.
+constexpr double roundingOfSamples = 0x1p-24;
+
+/// Cholesky pivots below the largest diagonal element times this say that the matrix is singular as
+/// far as double precision can see.
+constexpr double singularPivot = 1e-13;
+
+int subvectorLength(int N) { return static_cast<int>(std::round(0.75 * N)); }
+
+b_MUSICParameters defaultSettings(int N, double spacing_Hz) {
+  ToFEstimationParameters parameters;
+  const coder::array<float, 2> absent;
+  parameters.init(static_cast<float>(N), static_cast<float>(spacing_Hz), absent, absent, 0, 1, 1,
+                  absent, absent);
+  b_MUSICParameters normalised;
+  parameters.getMUSICParameters(normalised);
+  return normalised;
+}
+
+bool allFinite(const creal32_T* samples, int N) {
+  return std::all_of(samples, samples + N,
+                     [](creal32_T z) { return std::isfinite(z.re) && std::isfinite(z.im); });
+}
+
+/// What brings the largest part of a sample to within 1 ... 2, exactly; 1 where all are zero. Powers of
+/// the matrix then stay far from the ends of double's range, whatever the samples' unit.
+double powerOfTwoScale(const creal32_T* samples, int n) {
+  float largest = 0.0F;
+  for (int k = 0; k < n; ++k) {
+    largest = std::max({largest, std::fabs(samples[k].re), std::fabs(samples[k].im)});
+  }
+  return largest == 0.0F ? 1.0 : std::ldexp(1.0, -std::ilogb(largest));
+}
+
+/// Mean plus one standard deviation.
+float threshold(std::span<const float> y) {
+  double sum = 0.0;
+  for (const float v : y) {
+    sum += v;
+  }
+  const double n = static_cast<double>(y.size());
+  const double mean = sum / n;
+  double squares = 0.0;
+  for (const float v : y) {
+    squares += (v - mean) * (v - mean);
+  }
+  return static_cast<float>(mean + std::sqrt(squares / (n - 1.0)));
+}
+
+}  // namespace
+
+MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
+    : N_(N),
+      options_(options),
+      gram_(N, subvectorLength(N)),
+      pairs_(gram_.order()),
+      polynomial_(gram_.L()) {
+  const auto order = static_cast<std::size_t>(gram_.order());
+  factor_.resize(order * order);
+  eigenvalues_.resize(order);
+  lapackWork_.resize(3 * order);
+  leading_.reserve(order);
+  re_.resize(static_cast<std::size_t>(gram_.L()));
+  im_.resize(re_.size());
+
+  const b_MUSICParameters settings = defaultSettings(N, options.SubcarrierSpacing);
+  if (!std::isnormal(settings.CoarseResolution) || !std::isnormal(settings.FineResolution)) {
+    throw std::invalid_argument("Ranger: SubcarrierSpacing leaves the range of single precision");
+  }
+  const auto n = static_cast<int>(coarseFFTLength(settings.CoarseResolution));
+  half_.set_size(n / 2 + 1);
+  energies_.set_size(n);
+  spectrum_.set_size(n);
+  fftFrequencies(n, axis_);
+  const float numOffsets = 2.0F * settings.CoarseResolution / settings.FineResolution + 1.0F;
+  coder::linspace(-settings.CoarseResolution, settings.CoarseResolution, numOffsets, offsets_);
+  for (const float offset : offsets_) {
+    offsetRe_.push_back(std::cos(2.0 * std::numbers::pi * offset));
+    offsetIm_.push_back(std::sin(2.0 * std::numbers::pi * offset));
+  }
+  pointRe_.resize(offsetRe_.size());
+  pointIm_.resize(offsetRe_.size());
+  noiseEnergy_.resize(offsetRe_.size());
+  plan_ = fftw::planRealInverse(n, half_.data, energies_.data);
+  if (plan_ == nullptr) {
+    throw std::bad_alloc();
+  }
+}
+
+MeasurementRanger::~MeasurementRanger() { fftw::destroy(plan_); }
+
+float MeasurementRanger::estimate(const creal32_T* samples) {
+  paths_.clear();
+  if (!allFinite(samples, N_)) {
+    return 0.0F;
+  }
+  if (options_.PhaseSlopeForOnePath && options_.NumSignals == 1) {
+    reportPhaseSlope(samples);
+    return 1.0F;
+  }
+  gram_.form(samples, powerOfTwoScale(samples, N_));
+  const int found = countAndSolve();
+  if (options_.PhaseSlopeForOnePath && found == 1 && !options_.NumSignals) {
+    reportPhaseSlope(samples);
+    return 1.0F;
+  }
+  if (found > 0) {
+    formPolynomial(found);
+    searchCoarse(options_.NumSignals.value_or(static_cast<unsigned char>(std::min(found, 255))));
+  }
+  return options_.NumSignals ? static_cast<float>(*options_.NumSignals) : static_cast<float>(found);
+}
+
+std::optional<EigenvalueSums> MeasurementRanger::sumsByCholesky() {
+  const int n = gram_.order();
+  if (n > gram_.L()) {
+    return {};  // rank at most L: singular, whatever the noise
+  }
+  const std::span<const double> C = gram_.matrix();
+  std::ranges::copy(C, factor_.begin());
+  double trace = 0.0;
+  double largest = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const double diagonal = C[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1)];
+    trace += diagonal;
+    largest = std::max(largest, diagonal);
+  }
+  if (lapack::choleskyFactor(n, factor_.data()) != 0) {
+    return {};
+  }
+  double logs = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const double root = factor_[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1)];
+    if (!(root * root > singularPivot * largest)) {
+      return {};
+    }
+    logs += std::log(root);
+  }
+  return EigenvalueSums{n, trace, 2.0 * logs};
+}
+
+/// The signal count, with that many leading eigenpairs at hand.
+int MeasurementRanger::countAndSolve() {
+  solvedFully_ = false;
+  if (options_.NumSignals) {
+    const int wanted = std::min<int>(*options_.NumSignals, std::min(gram_.order(), gram_.L()));
+    if (3 * wanted > gram_.order()) {
+      decomposeFully();
+      return wanted;
+    }
+    pairs_.start(gram_.matrix());
+    while (pairs_.width() < wanted + 2 && pairs_.widen()) {
+    }
+    for (int i = 0; i < mostSteps; ++i) {
+      pairs_.step();
+      if (converged(wanted, vectorTolerance)) {
+        return wanted;
+      }
+    }
+    decomposeFully();
+    return wanted;
+  }
+  const std::optional<EigenvalueSums> sums = sumsByCholesky();
+  return sums ? iterate(sums) : solveFully();
+}
+
+bool MeasurementRanger::converged(int numPairs, double tolerance) const {
+  for (int k = 0; k < numPairs; ++k) {
+    if (!(pairs_.residual(k) <= tolerance * pairs_.value(k))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// The count by the eigenvalues that have settled; empty where it takes more of them.
+std::optional<int> MeasurementRanger::currentCount(const std::optional<EigenvalueSums>& sums) {
+  leading_.clear();
+  while (static_cast<int>(leading_.size()) < pairs_.width() &&
+         pairs_.residual(static_cast<int>(leading_.size())) <=
+             valueTolerance * pairs_.value(static_cast<int>(leading_.size()))) {
+    leading_.push_back(pairs_.value(static_cast<int>(leading_.size())));
+  }
+  return countSignals(*sums, leading_);
+}
+
+int MeasurementRanger::iterate(const std::optional<EigenvalueSums>& sums) {
+  pairs_.start(gram_.matrix());
+  for (int i = 0; i < mostSteps; ++i) {
+    pairs_.step();
+    const std::optional<int> count = currentCount(sums);
+    if (count && converged(*count, vectorTolerance)) {
+      return *count;
+    }
+    const bool allUsed = static_cast<int>(leading_.size()) + 1 >= pairs_.width();
+    if (!count && allUsed && !pairs_.widen()) {
+      break;
+    }
+  }
+  return solveFully();
+}
+
+void MeasurementRanger::decomposeFully() {
+  std::ranges::copy(gram_.matrix(), factor_.begin());
+  lapack::symmetricEigen(gram_.order(), factor_.data(), eigenvalues_.data(), lapackWork_.data());
+  solvedFully_ = true;
+}
+
+/// All eigenvalues, those of rounding raised to the rounding of the samples: the count of a matrix
+/// that is singular, or whose pairs would not separate.
+int MeasurementRanger::solveFully() {
+  decomposeFully();
+  const int m = std::min(gram_.order(), gram_.L());
+  leading_.assign(eigenvalues_.rbegin(), eigenvalues_.rbegin() + m);
+  if (!(leading_.front() > 0.0)) {
+    return 0;
+  }
+  EigenvalueSums sums = {m, 0.0, 0.0};
+  for (double& value : leading_) {
+    value = std::max(value, roundingOfSamples * leading_.front());
+    sums.trace += value;
+    sums.logDeterminant += std::log(value);
+  }
+  return countSignals(sums, leading_).value_or(0);
+}
+
+void MeasurementRanger::formPolynomial(int numSignals) {
+  const int n = gram_.order();
+  polynomial_.clear();
+  for (int k = 0; k < numSignals; ++k) {
+    const auto last = static_cast<std::size_t>(n - 1 - k);
+    const double value = solvedFully_ ? eigenvalues_[last] : pairs_.value(k);
+    if (!(value > 0.0)) {
+      return;
+    }
+    const std::span<const double> pq =
+        solvedFully_ ? std::span<const double>(factor_).subspan(last * static_cast<std::size_t>(n),
+                                                                static_cast<std::size_t>(n))
+                     : pairs_.vector(k);
+    gram_.eigenvector(pq, value, re_, im_);
+    polynomial_.add(re_, im_);
+  }
+}
+
+void MeasurementRanger::searchCoarse(int numSignals) {
+  polynomial_.toSpectrum({half_.data, static_cast<std::size_t>(half_.numel)});
+  fftw::executeRealInverse(plan_, half_.data, energies_.data);
+  const int n = energies_.numel;
+  // What rounding leaves of a noise energy that vanishes keeps the spectrum finite.
+  const auto M = static_cast<float>(gram_.L());
+  const float least = std::numeric_limits<float>::epsilon() * M;
+  const auto decibels = [M, least](float captured) {
+    const float energy = std::fabs(M - captured);
+    return -fastDecibels(energy > least ? energy : least);
+  };
+  std::transform(energies_.begin(), energies_.begin() + n / 2, spectrum_.begin() + n / 2, decibels);
+  std::transform(energies_.begin() + n / 2, energies_.end(), spectrum_.begin(), decibels);
+  leftmostPeaks(spectrum_, static_cast<float>(numSignals),
+                threshold({spectrum_.data, static_cast<std::size_t>(n)}), peakWork_, heights_,
+                positions_);
+  for (const double position : positions_) {
+    refine(axis_[static_cast<int>(position) - 1]);
+  }
+}
+
+/// The best of the fine grid around a coarse peak: the first candidate of the smallest noise energy.
+void MeasurementRanger::refine(float coarse) {
+  const double re = std::cos(2.0 * std::numbers::pi * coarse);
+  const double im = std::sin(2.0 * std::numbers::pi * coarse);
+  for (std::size_t i = 0; i < pointRe_.size(); ++i) {
+    pointRe_[i] = re * offsetRe_[i] - im * offsetIm_[i];
+    pointIm_[i] = re * offsetIm_[i] + im * offsetRe_[i];
+  }
+  polynomial_.noiseEnergy(pointRe_, pointIm_, noiseEnergy_);
+  const auto best = std::ranges::min_element(noiseEnergy_);
+  const double least = std::numeric_limits<double>::epsilon() * gram_.L();
+  const auto energy = static_cast<float>(std::max(*best, least));
+  constexpr float epsilon = 2.220446e-16F;  // 2^-52
+  const float offset = offsets_[static_cast<int>(best - noiseEnergy_.begin())];
+  paths_.push_back({offset + coarse, 20.0F * ::log10f(1.0F / energy + epsilon)});
+}
+
+void MeasurementRanger::reportPhaseSlope(const creal32_T* samples) {
+  const float frequency = phaseSlopeFrequency({samples, static_cast<std::size_t>(N_)}, phaseSteps_);
+  paths_.push_back({frequency, 1.0F});
+}
+
+}  // namespace flightpath

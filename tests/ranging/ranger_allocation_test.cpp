@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <random>
+#include <vector>
+
+#include "flightpath/ranging/ranger.h"
+#include "simulated_channel.h"
+
+// The global allocation of this program, replaced by one that counts.
+
+namespace {
+
+std::atomic<int> allocations = 0;
+
+void* allocate(std::size_t bytes) noexcept {
+  ++allocations;
+  return std::malloc(bytes > 0 ? bytes : 1);
+}
+
+void* allocateAligned(std::size_t bytes, std::align_val_t alignment) noexcept {
+  ++allocations;
+  const auto step = static_cast<std::size_t>(alignment);
+  const std::size_t rounded = ((bytes > 0 ? bytes : 1) + step - 1) / step * step;
+  return std::aligned_alloc(step, rounded);
+}
+
+// Out of line: inlined beside an allocation that is not, it looks like a mismatch to the compiler.
+[[gnu::noinline]] void release(void* buffer) noexcept { std::free(buffer); }
+
+void* orThrow(void* buffer) {
+  if (buffer == nullptr) {
+    throw std::bad_alloc();
+  }
+  return buffer;
+}
+
+}  // namespace
+
+void* operator new(std::size_t n) { return orThrow(allocate(n)); }
+void* operator new[](std::size_t n) { return orThrow(allocate(n)); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new(std::size_t n, std::align_val_t a) { return orThrow(allocateAligned(n, a)); }
+void* operator new[](std::size_t n, std::align_val_t a) { return orThrow(allocateAligned(n, a)); }
+void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
+  return allocateAligned(n, a);
+}
+void* operator new[](std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
+  return allocateAligned(n, a);
+}
+void operator delete(void* p) noexcept { release(p); }
+void operator delete[](void* p) noexcept { release(p); }
+void operator delete(void* p, std::size_t) noexcept { release(p); }
+void operator delete[](void* p, std::size_t) noexcept { release(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
+void operator delete(void* p, std::align_val_t) noexcept { release(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { release(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { release(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { release(p); }
+void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
+void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
+
+namespace {
+
+constexpr double spacing_Hz = 312500.0;
+
+/// Measurements that take every way through the estimator: none to five paths, noisy and noise-free,
+/// all zero, not finite.
+std::vector<creal32_T> mixedBatch(int N) {
+  std::mt19937_64 random(77);
+  std::vector<creal32_T> batch;
+  std::vector<SimulatedPath> paths;
+  for (int numPaths = 0; numPaths <= 5; ++numPaths) {
+    for (const double snr_dB : {0.0, 15.0, 40.0, std::numeric_limits<double>::infinity()}) {
+      const std::vector<creal32_T> x = simulateChannel(paths, {N, spacing_Hz, snr_dB}, random);
+      batch.insert(batch.end(), x.begin(), x.end());
+    }
+    paths.push_back({(60.0 + 350.0 * numPaths) * 1e-9, 1.0, 0.9 * numPaths});
+  }
+  batch.resize(batch.size() + static_cast<std::size_t>(N));  // all zero
+  batch.resize(batch.size() + static_cast<std::size_t>(N),
+               {std::numeric_limits<float>::quiet_NaN(), 1.0F});
+  return batch;
+}
+
+}  // namespace
+
+// EXACT: the counter counts, or the zero of the next test would say nothing.
+TEST(RangerAllocation, TheCounterSeesWhatAVectorTakes) {
+  const int before = allocations;
+  const std::vector<double> some(100, 1.0);
+  EXPECT_EQ(allocations - before, 1);
+  EXPECT_EQ(some.back(), 1.0);
+}
+
+// EXACT: with one thread, the second call of a batch allocates nothing.
+TEST(RangerAllocation, TheSecondCallIntoTheSamePathSetMakesNone) {
+  for (const int N : {1, 7, 30, 64, 114}) {
+    for (const int forced : {-1, 0, 1, 2, 3, 10, 255}) {
+      flightpath::RangingOptions options;
+      options.SubcarrierSpacing = spacing_Hz;
+      if (forced >= 0) {
+        options.NumSignals = static_cast<unsigned char>(forced);
+      }
+      const std::vector<creal32_T> batch = mixedBatch(N);
+      const std::size_t count = batch.size() / static_cast<std::size_t>(N);
+      flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options);
+      flightpath::PathSet out;
+      ranger.estimate(batch.data(), count, out);
+      const int before = allocations;
+      ranger.estimate(batch.data(), count, out);
+      EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
+      const int beforePart = allocations;
+      ranger.estimate(batch.data(), count / 2, out);
+      EXPECT_EQ(allocations - beforePart, 0) << "half of it, N " << N << ", forced " << forced;
+    }
+  }
+}

@@ -1,0 +1,507 @@
+#include "flightpath/ranging/ranger.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <numbers>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "csi_file.h"
+#include "flightpath/api/tof_parameters.h"
+#include "flightpath/music/tof_result.h"
+#include "flightpath/runtime/nonfinite.h"
+#include "flightpath/spectrum/estimator.h"
+#include "flightpath/toolbox/blas.h"
+#include "simulated_channel.h"
+#include "tests/support/builders.h"
+#include "tests/support/same_bits.h"
+
+using flightpath::PathSet;
+using flightpath::Ranger;
+using flightpath::RangingOptions;
+using Samples = std::vector<creal32_T>;
+
+namespace {
+
+constexpr double spacing_Hz = 312500.0;
+constexpr double speedOfLight_mps = 299792458.0;
+constexpr double noNoise = std::numeric_limits<double>::infinity();
+
+RangingOptions withSpacing(double spacing) {
+  RangingOptions how;
+  how.SubcarrierSpacing = spacing;
+  return how;
+}
+
+RangingOptions options(std::optional<unsigned char> forced = {}, unsigned threads = 1) {
+  RangingOptions how = withSpacing(spacing_Hz);
+  how.NumSignals = forced;
+  how.Threads = threads;
+  return how;
+}
+
+PathSet estimateAlone(const Samples& x, const RangingOptions& how) {
+  return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x.data(), 1);
+}
+
+template <class T>
+void expectSame(const std::vector<T>& a, const std::vector<T>& b, const char* what) {
+  ASSERT_EQ(a.size(), b.size()) << what;
+  for (std::size_t k = 0; k < a.size(); ++k) {
+    EXPECT_TRUE(support::sameBits(a[k], b[k])) << what << " " << k;
+  }
+}
+
+void expectSame(const PathSet& a, const PathSet& b) {
+  EXPECT_EQ(a.Offsets, b.Offsets);
+  expectSame(a.Distances, b.Distances, "distance");
+  expectSame(a.TimesOfFlight, b.TimesOfFlight, "time");
+  expectSame(a.PeakValues, b.PeakValues, "peak value");
+  expectSame(a.NumSignals, b.NumSignals, "count");
+}
+
+/// Puts b behind a: what a batch of both must give.
+void append(PathSet& a, const PathSet& b) {
+  const std::size_t before = a.Distances.size();
+  for (std::size_t i = 1; i < b.Offsets.size(); ++i) {
+    a.Offsets.push_back(before + b.Offsets[i]);
+  }
+  a.Distances.insert(a.Distances.end(), b.Distances.begin(), b.Distances.end());
+  a.TimesOfFlight.insert(a.TimesOfFlight.end(), b.TimesOfFlight.begin(), b.TimesOfFlight.end());
+  a.PeakValues.insert(a.PeakValues.end(), b.PeakValues.begin(), b.PeakValues.end());
+  a.NumSignals.insert(a.NumSignals.end(), b.NumSignals.begin(), b.NumSignals.end());
+}
+
+void expectConsistent(const PathSet& set, std::size_t count) {
+  ASSERT_EQ(set.Offsets.size(), count + 1);
+  EXPECT_EQ(set.Offsets.front(), 0U);
+  for (std::size_t i = 0; i < count; ++i) {
+    EXPECT_LE(set.Offsets[i], set.Offsets[i + 1]);
+  }
+  EXPECT_EQ(set.Offsets.back(), set.Distances.size());
+  EXPECT_EQ(set.TimesOfFlight.size(), set.Distances.size());
+  EXPECT_EQ(set.PeakValues.size(), set.Distances.size());
+  EXPECT_EQ(set.NumSignals.size(), count);
+}
+
+Samples channel(const std::vector<SimulatedPath>& paths, int N, double snr_dB, std::uint64_t seed) {
+  std::mt19937_64 random(seed);
+  return simulateChannel(paths, {N, spacing_Hz, snr_dB}, random);
+}
+
+std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64& random) {
+  const double longest_s = 1.0 / spacing_Hz;
+  std::uniform_real_distribution<double> gap(1.0, 3.0);
+  std::uniform_real_distribution<double> amplitude(0.4, 1.0);
+  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
+  std::vector<SimulatedPath> paths;
+  double delay_s = 0.02 * longest_s;
+  for (int i = 0; i < count; ++i) {
+    delay_s += gap(random) * longest_s / N;
+    paths.push_back({delay_s, amplitude(random), phase(random)});
+  }
+  return paths;
+}
+
+/// Measurements of none to five paths, some of them noise-free, and two that are all zero or constant.
+std::vector<Samples> mixedMeasurements(int N) {
+  std::mt19937_64 random(11);
+  std::vector<Samples> all;
+  for (int i = 0; i < 22; ++i) {
+    const double snr_dB = i % 7 == 6 ? noNoise : 5.0 * (i % 8);
+    all.push_back(simulateChannel(randomPaths(i % 6, N, random), {N, spacing_Hz, snr_dB}, random));
+  }
+  all.emplace_back(static_cast<std::size_t>(N));
+  all.emplace_back(static_cast<std::size_t>(N), creal32_T{0.5F, -2.0F});
+  return all;
+}
+
+Samples rows(const std::vector<Samples>& measurements) {
+  Samples all;
+  for (const Samples& x : measurements) {
+    all.insert(all.end(), x.begin(), x.end());
+  }
+  return all;
+}
+
+/// Each one by a Ranger of its own, put together.
+PathSet oneByOne(const std::vector<Samples>& measurements, const RangingOptions& how) {
+  PathSet all;
+  all.Offsets = {0};
+  for (const Samples& x : measurements) {
+    append(all, estimateAlone(x, how));
+  }
+  return all;
+}
+
+struct DenseAnswer {
+  float numSignals;
+  std::vector<double> distances;
+};
+
+/// What the estimator with the dense decomposition says, by the settings of MUSIC::estimateToF.
+DenseAnswer dense(const Samples& x, double spacing) {
+  flightpath::blas::useOneThread();
+  ToFEstimationParameters parameters;
+  parameters.NumSubcarriers = static_cast<float>(x.size());
+  parameters.SubcarrierSpacing = static_cast<float>(spacing);
+  parameters.ForceClassic = 0;
+  parameters.OptPhaseSlopeForOneSignalCase = 1;
+  parameters.MeasurementContinual = 1;
+  MUSICLib estimator;
+  ToFResult result;
+  estimator.MUSICToF(support::column(x), &parameters, &result);
+  return {result.NumSignals, {result.Distances.begin(), result.Distances.end()}};
+}
+
+double fineStep_m(std::size_t N, double spacing) {
+  return speedOfLight_mps / (static_cast<double>(N) * spacing) / 1500.0;
+}
+
+bool samePaths(const std::vector<double>& a, const std::vector<double>& b, double tolerance_m) {
+  if (a.size() != b.size()) {
+    return false;
+  }
+  for (std::size_t k = 0; k < a.size(); ++k) {
+    if (!(std::fabs(a[k] - b[k]) <= tolerance_m)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+// MODEL: two routes to the same answer in different precision; they may differ where the criterion
+// or a tie of the fine grid is decided by single-precision rounding, which is rare from 20 dB up.
+TEST(Ranger, AgreesWithTheDenseRouteOnSimulatedChannels) {
+  constexpr int trials = 300;
+  std::mt19937_64 random(2024);
+  std::uniform_int_distribution<int> length(30, 114);
+  std::uniform_real_distribution<double> snr_dB(20.0, 50.0);
+  int sameCount = 0;
+  int same = 0;
+  for (int trial = 0; trial < trials; ++trial) {
+    const int N = length(random);
+    const std::vector<SimulatedPath> paths = randomPaths(trial % 5, N, random);
+    const Samples x = simulateChannel(paths, {N, spacing_Hz, snr_dB(random)}, random);
+    const PathSet found = estimateAlone(x, options());
+    const DenseAnswer reference = dense(x, spacing_Hz);
+    if (found.NumSignals.at(0) != reference.numSignals) {
+      continue;
+    }
+    ++sameCount;
+    const double tolerance_m = 1.01 * fineStep_m(x.size(), spacing_Hz);
+    same += samePaths(found.Distances, reference.distances, tolerance_m) ? 1 : 0;
+  }
+  EXPECT_GE(sameCount, 0.99 * trials);
+  EXPECT_GE(same, 0.995 * sameCount);
+}
+
+// MODEL: as above. Without imaginary parts the small matrix falls apart into two blocks, between
+// which nothing passes: each has to find its own half of the signals.
+TEST(Ranger, AgreesWithTheDenseRouteOnRealSamples) {
+  constexpr int N = 64;
+  constexpr int trials = 60;
+  std::mt19937_64 random(31);
+  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
+  std::normal_distribution<double> noise(0.0, 0.01);
+  int sameCount = 0;
+  for (int trial = 0; trial < trials; ++trial) {
+    const int numTones = 1 + trial % 5;
+    Samples x(N);
+    for (int tone = 0; tone < numTones; ++tone) {
+      const double start = phase(random);
+      for (std::size_t k = 0; k < N; ++k) {
+        const double turns = (0.06 + 0.08 * tone) * static_cast<double>(k);
+        x[k].re += static_cast<float>(std::cos(start + 2.0 * std::numbers::pi * turns));
+      }
+    }
+    for (creal32_T& sample : x) {
+      sample.re += static_cast<float>(noise(random));
+    }
+    const float found = estimateAlone(x, options()).NumSignals.at(0);
+    const float expected = dense(x, spacing_Hz).numSignals;
+    sameCount += found == expected ? 1 : 0;
+    EXPECT_NEAR(found, expected, 1.0F) << numTones << " real tones";
+  }
+  EXPECT_GE(sameCount, 0.95 * trials);
+}
+
+// MODEL: as above, on measured channels.
+TEST(Ranger, AgreesWithTheDenseRouteOnMeasuredChannels) {
+  const std::filesystem::path folder = FLIGHTPATH_SHARED_DATA_DIR;
+  if (!std::filesystem::exists(folder)) {
+    GTEST_SKIP() << "no measured data: " << folder << " is absent";
+  }
+  int compared = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".csv") {
+      continue;
+    }
+    const CsiFile file = readCsiFile(entry.path().string());
+    const double spacing = file.spacing_Hz;
+    for (std::size_t i = 0; i < std::min<std::size_t>(file.measurements.size(), 10); ++i) {
+      const Samples& x = file.measurements[i];
+      const PathSet found = estimateAlone(x, withSpacing(spacing));
+      const DenseAnswer reference = dense(x, spacing);
+      if (found.NumSignals.at(0) == reference.numSignals) {
+        ++compared;
+        EXPECT_TRUE(
+            samePaths(found.Distances, reference.distances, 1.01 * fineStep_m(x.size(), spacing)))
+            << entry.path().filename() << " " << i + 1 << ": "
+            << testing::PrintToString(found.Distances) << " and "
+            << testing::PrintToString(reference.distances);
+      }
+    }
+  }
+  EXPECT_GT(compared, 0);
+}
+
+// EXACT: the same bits alone, in a batch, and by any number of threads.
+TEST(Ranger, ResultsDependOnTheMeasurementAlone) {
+  for (const int N : {30, 64}) {
+    const std::vector<Samples> measurements = mixedMeasurements(N);
+    const Samples batch = rows(measurements);
+    for (const std::optional<unsigned char> forced :
+         {std::optional<unsigned char>(), std::optional<unsigned char>(1),
+          std::optional<unsigned char>(3)}) {
+      const PathSet expected = oneByOne(measurements, options(forced));
+      for (const unsigned threads : {1U, 2U, 3U, 5U, 40U}) {
+        SCOPED_TRACE(testing::Message() << "N " << N << ", threads " << threads);
+        Ranger ranger(static_cast<std::uint32_t>(N), options(forced, threads));
+        expectSame(ranger.estimate(batch.data(), measurements.size()), expected);
+        expectSame(ranger.estimate(batch.data(), measurements.size()), expected);
+      }
+    }
+  }
+}
+
+// EXACT: nothing of a NaN or infinity is left in what comes after it.
+TEST(Ranger, NonFiniteSamplesHaveNoPathAndLeaveTheNeighboursAlone) {
+  constexpr int N = 64;
+  const Samples good = channel({{150e-9, 1.0, 0.4}, {420e-9, 0.8, 2.0}}, N, 30.0, 8);
+  for (const float bad : {rtNaNF, rtInfF, rtMinusInfF}) {
+    for (const std::size_t at : {std::size_t{0}, std::size_t{31}, std::size_t{63}}) {
+      for (const int forced : {-1, 0, 1, 2, 255}) {
+        SCOPED_TRACE(testing::Message() << bad << " at " << at << ", forced " << forced);
+        RangingOptions how = options();
+        if (forced >= 0) {
+          how.NumSignals = static_cast<unsigned char>(forced);
+        }
+        Samples broken = good;
+        (at % 2 == 0 ? broken[at].re : broken[at].im) = bad;
+        const PathSet found = Ranger(N, how).estimate(rows({good, broken, good}).data(), 3);
+        expectConsistent(found, 3);
+        EXPECT_EQ(found.NumSignals[1], 0.0F);
+        EXPECT_EQ(found.Offsets[1], found.Offsets[2]);
+        PathSet expected = estimateAlone(good, how);
+        append(expected, {{0, 0}, {}, {}, {}, {0.0F}});
+        append(expected, estimateAlone(good, how));
+        expectSame(found, expected);
+      }
+    }
+  }
+}
+
+TEST(Ranger, BadArgumentsAreNamed) {
+  struct Row {
+    std::uint32_t numSubcarriers;
+    double spacing;
+    const char* named;
+    const char* why;
+  };
+  const Row table[] = {
+      {0, spacing_Hz, "numSubcarriers", "none"},
+      {65536, spacing_Hz, "numSubcarriers", "one too many"},
+      {4294967295U, spacing_Hz, "numSubcarriers", "the largest"},
+      {64, 0.0, "SubcarrierSpacing", "zero"},
+      {64, -0.0, "SubcarrierSpacing", "negative zero"},
+      {64, -312500.0, "SubcarrierSpacing", "negative"},
+      {64, rtNaN, "SubcarrierSpacing", "NaN"},
+      {64, rtInf, "SubcarrierSpacing", "infinite"},
+      {64, rtMinusInf, "SubcarrierSpacing", "minus infinity"},
+      {64, 1e300, "SubcarrierSpacing", "infinite in single precision"},
+      {64, 1e-320, "SubcarrierSpacing", "zero in single precision"},
+  };
+  for (const Row& row : table) {
+    try {
+      const Ranger ranger(row.numSubcarriers, withSpacing(row.spacing));
+      ADD_FAILURE() << "accepted: " << row.why;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(row.named), std::string::npos)
+          << row.why << ": " << error.what();
+    }
+  }
+  EXPECT_THROW(Ranger(64, {}), std::invalid_argument) << "the spacing has no default";
+}
+
+TEST(Ranger, NullSamplesAreRefusedAndTheRangerStaysUsable) {
+  const Samples x = channel({{150e-9, 1.0, 0.4}, {420e-9, 0.8, 2.0}}, 64, 30.0, 8);
+  Ranger ranger(64, options({}, 2));
+  PathSet out;
+  try {
+    ranger.estimate(nullptr, 1, out);
+    ADD_FAILURE() << "accepted";
+  } catch (const std::invalid_argument& error) {
+    EXPECT_NE(std::string(error.what()).find("csi"), std::string::npos) << error.what();
+  }
+  EXPECT_THROW(ranger.estimate(nullptr, 3), std::invalid_argument);
+  expectSame(ranger.estimate(x.data(), 1), estimateAlone(x, options()));
+}
+
+TEST(Ranger, AnEmptyBatchHasOffsetsOfZeroAlone) {
+  const creal32_T unread = {1.0F, 0.0F};
+  for (const unsigned threads : {1U, 3U}) {
+    Ranger ranger(64, options({}, threads));
+    for (const creal32_T* csi : {static_cast<const creal32_T*>(nullptr), &unread}) {
+      const PathSet found = ranger.estimate(csi, 0);
+      EXPECT_EQ(found.Offsets, std::vector<std::size_t>{0});
+      expectConsistent(found, 0);
+    }
+  }
+}
+
+// EXACT: what a larger batch left behind is gone.
+TEST(Ranger, AReusedPathSetKeepsNoOldPaths) {
+  const std::vector<Samples> measurements = mixedMeasurements(64);
+  const Samples batch = rows(measurements);
+  Ranger ranger(64, options());
+  PathSet out;
+  ranger.estimate(batch.data(), measurements.size(), out);
+  expectConsistent(out, measurements.size());
+  ASSERT_GT(out.Distances.size(), 20U);
+  ranger.estimate(batch.data() + 2 * 64, 1, out);
+  expectSame(out, estimateAlone(measurements[2], options()));
+  ranger.estimate(nullptr, 0, out);
+  expectConsistent(out, 0);
+}
+
+TEST(Ranger, ForcedCountsAreReportedAndBoundThePaths) {
+  const Samples x =
+      channel({{150e-9, 1.0, 0.4}, {520e-9, 0.9, 2.0}, {1100e-9, 0.8, 4.0}}, 64, 35.0, 3);
+  for (const int forced : {0, 1, 2, 3, 20, 255}) {
+    for (const bool slope : {true, false}) {
+      RangingOptions how = options(static_cast<unsigned char>(forced));
+      how.PhaseSlopeForOnePath = slope;
+      const PathSet found = estimateAlone(x, how);
+      expectConsistent(found, 1);
+      EXPECT_EQ(found.NumSignals[0], static_cast<float>(forced));
+      EXPECT_LE(found.Distances.size(), static_cast<std::size_t>(forced));
+    }
+  }
+  EXPECT_EQ(estimateAlone(x, options(3)).Distances.size(), 3U);
+}
+
+// BOUND: noise-free, the mean phase slope has the rounding of N single-precision phase steps, far
+// below a fine step; the search ends within half a fine step, and half more for the coarse axis.
+TEST(Ranger, OnePathByTheClosedFormOrByTheSearch) {
+  const double delay_s = 173e-9;
+  const Samples x = channel({{delay_s, 1.0, 0.5}}, 64, noNoise, 1);
+  for (const std::optional<unsigned char> forced :
+       {std::optional<unsigned char>(), std::optional<unsigned char>(1)}) {
+    for (const bool slope : {true, false}) {
+      RangingOptions how = options(forced);
+      how.PhaseSlopeForOnePath = slope;
+      const PathSet found = estimateAlone(x, how);
+      ASSERT_EQ(found.Distances.size(), 1U) << slope;
+      EXPECT_EQ(found.NumSignals[0], 1.0F);
+      EXPECT_EQ(found.PeakValues[0] == 1.0F, slope) << "1 marks the closed form";
+      EXPECT_NEAR(found.Distances[0], delay_s * speedOfLight_mps, fineStep_m(64, spacing_Hz));
+      EXPECT_EQ(found.TimesOfFlight[0], found.Distances[0] / speedOfLight_mps);
+    }
+  }
+}
+
+TEST(Ranger, AllZeroHasNoSignalAndAConstantIsOnePathAtZero) {
+  for (const std::size_t N : {8U, 30U, 64U}) {
+    const PathSet zero = estimateAlone(Samples(N), options());
+    EXPECT_EQ(zero.NumSignals[0], 0.0F);
+    EXPECT_TRUE(zero.Distances.empty());
+    const PathSet constant = estimateAlone(Samples(N, {0.5F, -2.0F}), options());
+    EXPECT_EQ(constant.NumSignals[0], 1.0F);
+    ASSERT_EQ(constant.Distances.size(), 1U);
+    EXPECT_NEAR(constant.Distances[0], 0.0, fineStep_m(N, spacing_Hz));
+  }
+}
+
+// MODEL: without noise the count is exact and each path is found to a fine step, and half of one
+// for each neighbour, whose rounding tilts the top of the peak.
+TEST(Ranger, NoiseFreePathsAreCountedAndFound) {
+  constexpr int N = 64;
+  const double cell_s = 1.0 / (N * spacing_Hz);
+  struct Row {
+    std::vector<double> cells;
+    const char* why;
+  };
+  const Row table[] = {
+      {{3.0}, "one, on the grid"},
+      {{3.37}, "one, off the grid"},
+      {{3.0, 8.0}, "two, on the grid"},
+      {{3.21, 9.77}, "two, off the grid"},
+      {{3.0, 8.0, 15.0}, "three, on the grid"},
+      {{3.013, 8.439, 15.871}, "three, off the grid"},
+  };
+  for (const Row& row : table) {
+    std::vector<SimulatedPath> paths;
+    for (const double cell : row.cells) {
+      paths.push_back({cell * cell_s, 1.0, 0.8 * cell});
+    }
+    const PathSet found = estimateAlone(channel(paths, N, noNoise, 1), options());
+    EXPECT_EQ(found.NumSignals[0], static_cast<float>(paths.size())) << row.why;
+    ASSERT_EQ(found.Distances.size(), paths.size()) << row.why;
+    for (std::size_t k = 0; k < paths.size(); ++k) {
+      EXPECT_NEAR(found.Distances[k], paths[k].delay_s * speedOfLight_mps,
+                  1.5 * fineStep_m(N, spacing_Hz))
+          << row.why;
+    }
+  }
+}
+
+TEST(Ranger, EveryShortLengthGivesAConsistentAnswer) {
+  for (int N = 1; N <= 40; ++N) {
+    const std::vector<Samples> measurements = mixedMeasurements(N);
+    const Samples batch = rows(measurements);
+    for (const int forced : {-1, 0, 1, 2, 3, 255}) {
+      SCOPED_TRACE(testing::Message() << "N " << N << ", forced " << forced);
+      RangingOptions how = options();
+      how.PhaseSlopeForOnePath = N % 2 == 0;
+      if (forced >= 0) {
+        how.NumSignals = static_cast<unsigned char>(forced);
+      }
+      const PathSet found =
+          Ranger(static_cast<std::uint32_t>(N), how).estimate(batch.data(), measurements.size());
+      expectConsistent(found, measurements.size());
+      for (std::size_t i = 0; i < measurements.size(); ++i) {
+        EXPECT_LE(static_cast<float>(found.Offsets[i + 1] - found.Offsets[i]), found.NumSignals[i]);
+      }
+      if (N > 1) {
+        for (const double distance : found.Distances) {
+          EXPECT_TRUE(std::isfinite(distance));
+        }
+      }
+    }
+  }
+}
+
+// EXACT: a Ranger moves with all that it keeps.
+TEST(Ranger, MovesWithItsThreads) {
+  const std::vector<Samples> measurements = mixedMeasurements(30);
+  const Samples batch = rows(measurements);
+  Ranger first(30, options({}, 2));
+  const PathSet expected = first.estimate(batch.data(), measurements.size());
+  Ranger second(std::move(first));
+  expectSame(second.estimate(batch.data(), measurements.size()), expected);
+  Ranger third(64, options({}, 3));
+  third = std::move(second);
+  expectSame(third.estimate(batch.data(), measurements.size()), expected);
+}
