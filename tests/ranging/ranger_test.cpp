@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <numbers>
 #include <optional>
@@ -15,43 +14,26 @@
 #include <utility>
 #include <vector>
 
-#include "csi_file.h"
-#include "flightpath/api/tof_parameters.h"
-#include "flightpath/music/tof_result.h"
 #include "flightpath/runtime/nonfinite.h"
-#include "flightpath/spectrum/estimator.h"
-#include "flightpath/toolbox/blas.h"
 #include "simulated_channel.h"
-#include "tests/support/builders.h"
+#include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
 
 using flightpath::PathSet;
 using flightpath::Ranger;
 using flightpath::RangingOptions;
-using Samples = std::vector<creal32_T>;
+using support::estimateAlone;
+using support::fineStep_m;
+using support::options;
+using support::randomPaths;
+using support::Samples;
+using support::spacing_Hz;
+using support::withSpacing;
 
 namespace {
 
-constexpr double spacing_Hz = 312500.0;
 constexpr double speedOfLight_mps = 299792458.0;
 constexpr double noNoise = std::numeric_limits<double>::infinity();
-
-RangingOptions withSpacing(double spacing) {
-  RangingOptions how;
-  how.SubcarrierSpacing = spacing;
-  return how;
-}
-
-RangingOptions options(std::optional<unsigned char> forced = {}, unsigned threads = 1) {
-  RangingOptions how = withSpacing(spacing_Hz);
-  how.NumSignals = forced;
-  how.Threads = threads;
-  return how;
-}
-
-PathSet estimateAlone(const Samples& x, const RangingOptions& how) {
-  return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x.data(), 1);
-}
 
 template <class T>
 void expectSame(const std::vector<T>& a, const std::vector<T>& b, const char* what) {
@@ -98,20 +80,6 @@ Samples channel(const std::vector<SimulatedPath>& paths, int N, double snr_dB, s
   return simulateChannel(paths, {N, spacing_Hz, snr_dB}, random);
 }
 
-std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64& random) {
-  const double longest_s = 1.0 / spacing_Hz;
-  std::uniform_real_distribution<double> gap(1.0, 3.0);
-  std::uniform_real_distribution<double> amplitude(0.4, 1.0);
-  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
-  std::vector<SimulatedPath> paths;
-  double delay_s = 0.02 * longest_s;
-  for (int i = 0; i < count; ++i) {
-    delay_s += gap(random) * longest_s / N;
-    paths.push_back({delay_s, amplitude(random), phase(random)});
-  }
-  return paths;
-}
-
 /// Measurements of none to five paths, some of them noise-free, and two that are all zero or constant.
 std::vector<Samples> mixedMeasurements(int N) {
   std::mt19937_64 random(11);
@@ -143,129 +111,7 @@ PathSet oneByOne(const std::vector<Samples>& measurements, const RangingOptions&
   return all;
 }
 
-struct DenseAnswer {
-  float numSignals;
-  std::vector<double> distances;
-};
-
-/// What the estimator with the dense decomposition says, by the settings of MUSIC::estimateToF.
-DenseAnswer dense(const Samples& x, double spacing) {
-  flightpath::blas::useOneThread();
-  ToFEstimationParameters parameters;
-  parameters.NumSubcarriers = static_cast<float>(x.size());
-  parameters.SubcarrierSpacing = static_cast<float>(spacing);
-  parameters.ForceClassic = 0;
-  parameters.OptPhaseSlopeForOneSignalCase = 1;
-  parameters.MeasurementContinual = 1;
-  MUSICLib estimator;
-  ToFResult result;
-  estimator.MUSICToF(support::column(x), &parameters, &result);
-  return {result.NumSignals, {result.Distances.begin(), result.Distances.end()}};
-}
-
-double fineStep_m(std::size_t N, double spacing) {
-  return speedOfLight_mps / (static_cast<double>(N) * spacing) / 1500.0;
-}
-
-bool samePaths(const std::vector<double>& a, const std::vector<double>& b, double tolerance_m) {
-  if (a.size() != b.size()) {
-    return false;
-  }
-  for (std::size_t k = 0; k < a.size(); ++k) {
-    if (!(std::fabs(a[k] - b[k]) <= tolerance_m)) {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
-
-// MODEL: two routes to the same answer in different precision; they may differ where the criterion
-// or a tie of the fine grid is decided by single-precision rounding, which is rare from 20 dB up.
-TEST(Ranger, AgreesWithTheDenseRouteOnSimulatedChannels) {
-  constexpr int trials = 300;
-  std::mt19937_64 random(2024);
-  std::uniform_int_distribution<int> length(30, 114);
-  std::uniform_real_distribution<double> snr_dB(20.0, 50.0);
-  int sameCount = 0;
-  int same = 0;
-  for (int trial = 0; trial < trials; ++trial) {
-    const int N = length(random);
-    const std::vector<SimulatedPath> paths = randomPaths(trial % 5, N, random);
-    const Samples x = simulateChannel(paths, {N, spacing_Hz, snr_dB(random)}, random);
-    const PathSet found = estimateAlone(x, options());
-    const DenseAnswer reference = dense(x, spacing_Hz);
-    if (found.NumSignals.at(0) != reference.numSignals) {
-      continue;
-    }
-    ++sameCount;
-    const double tolerance_m = 1.01 * fineStep_m(x.size(), spacing_Hz);
-    same += samePaths(found.Distances, reference.distances, tolerance_m) ? 1 : 0;
-  }
-  EXPECT_GE(sameCount, 0.99 * trials);
-  EXPECT_GE(same, 0.995 * sameCount);
-}
-
-// MODEL: as above. Without imaginary parts the small matrix falls apart into two blocks, between
-// which nothing passes: each has to find its own half of the signals.
-TEST(Ranger, AgreesWithTheDenseRouteOnRealSamples) {
-  constexpr int N = 64;
-  constexpr int trials = 60;
-  std::mt19937_64 random(31);
-  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
-  std::normal_distribution<double> noise(0.0, 0.01);
-  int sameCount = 0;
-  for (int trial = 0; trial < trials; ++trial) {
-    const int numTones = 1 + trial % 5;
-    Samples x(N);
-    for (int tone = 0; tone < numTones; ++tone) {
-      const double start = phase(random);
-      for (std::size_t k = 0; k < N; ++k) {
-        const double turns = (0.06 + 0.08 * tone) * static_cast<double>(k);
-        x[k].re += static_cast<float>(std::cos(start + 2.0 * std::numbers::pi * turns));
-      }
-    }
-    for (creal32_T& sample : x) {
-      sample.re += static_cast<float>(noise(random));
-    }
-    const float found = estimateAlone(x, options()).NumSignals.at(0);
-    const float expected = dense(x, spacing_Hz).numSignals;
-    sameCount += found == expected ? 1 : 0;
-    EXPECT_NEAR(found, expected, 1.0F) << numTones << " real tones";
-  }
-  EXPECT_GE(sameCount, 0.95 * trials);
-}
-
-// MODEL: as above, on measured channels.
-TEST(Ranger, AgreesWithTheDenseRouteOnMeasuredChannels) {
-  const std::filesystem::path folder = FLIGHTPATH_SHARED_DATA_DIR;
-  if (!std::filesystem::exists(folder)) {
-    GTEST_SKIP() << "no measured data: " << folder << " is absent";
-  }
-  int compared = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() != ".csv") {
-      continue;
-    }
-    const CsiFile file = readCsiFile(entry.path().string());
-    const double spacing = file.spacing_Hz;
-    for (std::size_t i = 0; i < std::min<std::size_t>(file.measurements.size(), 10); ++i) {
-      const Samples& x = file.measurements[i];
-      const PathSet found = estimateAlone(x, withSpacing(spacing));
-      const DenseAnswer reference = dense(x, spacing);
-      if (found.NumSignals.at(0) == reference.numSignals) {
-        ++compared;
-        EXPECT_TRUE(
-            samePaths(found.Distances, reference.distances, 1.01 * fineStep_m(x.size(), spacing)))
-            << entry.path().filename() << " " << i + 1 << ": "
-            << testing::PrintToString(found.Distances) << " and "
-            << testing::PrintToString(reference.distances);
-      }
-    }
-  }
-  EXPECT_GT(compared, 0);
-}
 
 // EXACT: the same bits alone, in a batch, and by any number of threads.
 TEST(Ranger, ResultsDependOnTheMeasurementAlone) {
@@ -504,4 +350,39 @@ TEST(Ranger, MovesWithItsThreads) {
   Ranger third(64, options({}, 3));
   third = std::move(second);
   expectSame(third.estimate(batch.data(), measurements.size()), expected);
+}
+
+// BOUND: samples times a power of two give the same bits; any other factor rounds the samples, which
+// moves nothing by a fine step. The ends of single precision are among the factors.
+TEST(Ranger, TheUnitOfTheSamplesDoesNotMatter) {
+  const Samples x = channel({{60e-9, 1.0, 0.2}, {180e-9, 0.6, 1.0}}, 64, 30.0, 9);
+  const PathSet expected = estimateAlone(x, options());
+  ASSERT_EQ(expected.Distances.size(), 2U);
+  for (const float factor : {0x1p-100F, 0x1p100F, 1e-30F, 1e37F}) {
+    Samples scaled = x;
+    for (creal32_T& z : scaled) {
+      z = {z.re * factor, z.im * factor};
+    }
+    const PathSet found = estimateAlone(scaled, options());
+    ASSERT_EQ(found.Distances.size(), 2U) << factor;
+    EXPECT_EQ(found.NumSignals, expected.NumSignals) << factor;
+    for (std::size_t k = 0; k < 2; ++k) {
+      EXPECT_NEAR(found.Distances[k], expected.Distances[k], 1.01 * fineStep_m(64, spacing_Hz))
+          << factor;
+    }
+  }
+}
+
+TEST(Ranger, OneThatWasMovedFromSaysSo) {
+  Ranger first(16, options());
+  const Ranger second(std::move(first));
+  const Samples x(16);
+  // NOLINTNEXTLINE(bugprone-use-after-move): that is what is tested.
+  EXPECT_THROW(first.estimate(x.data(), 1), std::logic_error);
+}
+
+TEST(Ranger, MoreThreadsThanAnyMachineHasAreRefused) {
+  RangingOptions how = options();
+  how.Threads = 1025;
+  EXPECT_THROW(Ranger(16, how), std::invalid_argument);
 }

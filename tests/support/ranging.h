@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include <optional>
+#include <random>
+#include <vector>
+
+#include "flightpath/ranging/ranger.h"
+#include "simulated_channel.h"
+
+/// What the tests of the Ranger share: settings, and channels of random paths.
+namespace support {
+
+using flightpath::PathSet;
+using flightpath::Ranger;
+using flightpath::RangingOptions;
+using Samples = std::vector<creal32_T>;
+
+constexpr double spacing_Hz = 312500.0;
+constexpr double speedOfLight_mps = 299792458.0;
+
+inline RangingOptions withSpacing(double spacing) {
+  RangingOptions how;
+  how.SubcarrierSpacing = spacing;
+  return how;
+}
+
+inline RangingOptions options(std::optional<unsigned char> forced = {}, unsigned threads = 1) {
+  RangingOptions how = withSpacing(spacing_Hz);
+  how.NumSignals = forced;
+  how.Threads = threads;
+  return how;
+}
+
+inline PathSet estimateAlone(const Samples& x, const RangingOptions& how) {
+  return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x.data(), 1);
+}
+
+inline std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64& random) {
+  const double longest_s = 1.0 / spacing_Hz;
+  std::uniform_real_distribution<double> gap(1.0, 3.0);
+  std::uniform_real_distribution<double> amplitude(0.4, 1.0);
+  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
+  std::vector<SimulatedPath> paths;
+  double delay_s = 0.02 * longest_s;
+  for (int i = 0; i < count; ++i) {
+    delay_s += gap(random) * longest_s / N;
+    paths.push_back({delay_s, amplitude(random), phase(random)});
+  }
+  return paths;
+}
+
+inline double fineStep_m(std::size_t N, double spacing) {
+  return speedOfLight_mps / (static_cast<double>(N) * spacing) / 1500.0;
+}
+
+}  // namespace support
