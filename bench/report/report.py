@@ -80,7 +80,16 @@ def time_table(times):
                   "`MUSIC::estimateToF`", "/ floor"], rows)
 
 
-def ranger_section(times, batch, memory, agreement):
+def measured_section(measured):
+    """The counts of both engines on the measured channels, side by side."""
+    if not measured.strip():
+        return "No measured channels lay beside the project in this run."
+    return ("Measured channels: the count of the dense route / of the Ranger, a measurement each; `(!)` "
+            "where the counts agree and the paths do not, within one fine step.\n\n```\n"
+            + measured.strip().replace("./", "").replace(": dense/ranger", ":") + "\n```")
+
+
+def ranger_section(times, batch, memory, agreement, measured):
     rows = []
     for (name, N, paths) in sorted(times, key=lambda key: (key[2], key[1])):
         if name == "Ranger" and paths == 3:
@@ -98,7 +107,8 @@ def ranger_section(times, batch, memory, agreement):
     lines += [f"Memory that a Ranger and its estimate add at N = {memory['N']}: "
               f"{memory['added_MB']:.1f} MB (at 1992 at most 40).",
               "### The same answer\n\nSimulated channels, N of 30 to 498, 0 to 5 paths half a "
-              "resolution cell to four cells apart, random amplitudes and phases:", agreement]
+              "resolution cell to four cells apart, random amplitudes and phases:", agreement.strip(),
+              measured_section(measured)]
     return "\n\n".join(lines)
 
 
@@ -258,7 +268,8 @@ def main():
     folder = results / "scenarios"
     times = medians(benchmark)
     batch = batch_times(benchmark)
-    ranger = ranger_section(times, batch, ranger_memory, (results / "agreement.md").read_text())
+    ranger = ranger_section(times, batch, ranger_memory, (results / "agreement.md").read_text(),
+                            (results / "measured.txt").read_text())
     records, notes = accuracy(folder, int(peer_trials))
     docs.mkdir(exist_ok=True)
     draw_stages(times, docs / "benchmarks-stages.svg")

@@ -13,7 +13,7 @@ std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const doub
   int bestCount = 0;
   for (int k = 0; k < m; ++k) {
     const double penalty = 0.5 * (2.0 * m - k + 1.0) * k;
-    if (penalty >= best) {
+    if (penalty >= best + sums.slack) {
       break;
     }
     if (k > 0) {
@@ -26,7 +26,7 @@ std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const doub
     }
     const double left = m - k;
     const double likelihood = left * std::log(tailSum / left) - tailLog;
-    const double Q = penalty + std::fmax(likelihood, 0.0);
+    const double Q = penalty + likelihood;
     if (Q < best) {
       best = Q;
       bestCount = k;

@@ -39,6 +39,8 @@ class MeasurementRanger {
  private:
   /// All eigenvalues' sums, from a Cholesky factor; empty where the matrix has no such factor.
   std::optional<EigenvalueSums> sumsByCholesky();
+  template <class Real>
+  std::optional<double> logDeterminant(std::vector<Real>& factor, double smallestPivot);
   void decomposeFully();
   int countAndSolve();
   int solveFully();
@@ -57,6 +59,7 @@ class MeasurementRanger {
   LeadingEigenpairs pairs_;
   SignalPolynomial polynomial_;
 
+  std::vector<float> roughFactor_;   // Cholesky factor in single precision
   std::vector<double> factor_;       // Cholesky factor, or all eigenvectors
   std::vector<double> eigenvalues_;  // all of them, ascending, where they were needed
   std::vector<double> lapackWork_;

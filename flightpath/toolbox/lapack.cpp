@@ -34,6 +34,10 @@ int choleskyFactor(std::int32_t n, double* A) {
   return LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
 }
 
+int choleskyFactor(std::int32_t n, float* A) {
+  return LAPACKE_spotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
+}
+
 int symmetricEigen(std::int32_t n, double* A, double* eigenvalues, double* work) {
   return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'L', n, A, n, eigenvalues, work, 3 * n);
 }

@@ -23,6 +23,7 @@ int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T
 /// The lower Cholesky factor, in place of the lower triangle. Positive: the matrix is not positive
 /// definite as far as rounding lets see.
 int choleskyFactor(std::int32_t n, double* A);
+int choleskyFactor(std::int32_t n, float* A);
 
 /// Eigenvectors (in place of the matrix) and ascending eigenvalues of a real symmetric matrix.
 ///

@@ -16,7 +16,7 @@ using flightpath::EigenvalueSums;
 namespace {
 
 EigenvalueSums sumsOf(const std::vector<double>& values) {
-  EigenvalueSums sums = {static_cast<int>(values.size()), 0.0, 0.0};
+  EigenvalueSums sums = {static_cast<int>(values.size()), 0.0, 0.0, 0.0};
   for (const double value : values) {
     sums.trace += value;
     sums.logDeterminant += std::log(value);
@@ -101,8 +101,8 @@ TEST(CountSignals, SmallCases) {
 
 // EXACT: sums made up so that Q(0) = 2 log(2 / 2) + 2 is the penalty of k = 1 to the bit.
 TEST(CountSignals, OfEqualCriteriaTheSmallerCountWins) {
-  EXPECT_EQ(countSignals({2, 2.0, -2.0}, std::vector<double>{1.5}), 0);
-  EXPECT_EQ(countSignals({2, 2.0, -2.0}, {}), 0) << "and it takes no eigenvalue to say so";
+  EXPECT_EQ(countSignals({2, 2.0, -2.0, 0.0}, std::vector<double>{1.5}), 0);
+  EXPECT_EQ(countSignals({2, 2.0, -2.0, 0.0}, {}), 0) << "and it takes no eigenvalue to say so";
 }
 
 // EXACT: Q(1) = 28.3 leaves room for the penalty 7 of k = 2; Q(2) = 7 leaves none for 9.
@@ -149,4 +149,26 @@ TEST(CountSignals, AnAnswerFromFewEigenvaluesStands) {
     early += answered ? 1 : 0;
   }
   EXPECT_GT(early, 400);
+}
+
+// EXACT: a sum of logarithms that is off shifts every Q alike, so within the slack it changes nothing
+// but how far the search looks.
+TEST(CountSearch, AnUncertainSumOfLogarithmsDoesNotChangeTheCount) {
+  std::mt19937_64 random(5);
+  std::exponential_distribution<double> noise(1.0);
+  for (int trial = 0; trial < 200; ++trial) {
+    std::vector<double> values = {900.0, 300.0, 80.0};
+    for (int k = 0; k < 40; ++k) {
+      values.push_back(0.2 + noise(random));
+    }
+    std::ranges::sort(values, std::greater<>());
+    EigenvalueSums sums = sumsOf(values);
+    const std::optional<int> expected = flightpath::countSignals(sums, values);
+    sums.slack = 2.0;
+    for (const double error : {-2.0, -0.5, 0.5, 2.0}) {
+      EigenvalueSums off = sums;
+      off.logDeterminant += error;
+      EXPECT_EQ(flightpath::countSignals(off, values), expected) << trial << " " << error;
+    }
+  }
 }
