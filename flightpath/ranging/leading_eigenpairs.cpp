@@ -139,9 +139,9 @@ void LeadingEigenpairs::project() {
 void LeadingEigenpairs::rotateToRitz() {
   lapack::symmetricEigen(width_, T_.data(), ascending_.data(), small_.data());
   std::reverse_copy(ascending_.begin(), ascending_.begin() + width_, values_.begin());
-  for (int k = 0; k < width_ / 2; ++k) {
-    std::swap_ranges(T_.begin() + k * width_, T_.begin() + (k + 1) * width_,
-                     T_.begin() + (width_ - 1 - k) * width_);
+  for (int front = 0, back = width_ - 1; front < back; ++front, --back) {
+    double* const vector = T_.data() + area(width_, front);
+    std::swap_ranges(vector, vector + width_, T_.data() + area(width_, back));
   }
   blas::multiplyReal(order_, width_, width_, Q_.data(), T_.data(), rotated_.data());
   Q_.swap(rotated_);

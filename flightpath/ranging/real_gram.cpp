@@ -78,46 +78,53 @@ void RealGram::firstRows() {
   }
 }
 
-/// P(i + 1, j + 1) = P(i, j) - conj(x(i)) x(j) + conj(x(i + L)) x(j + L)
-/// S(i + 1, j - 1) = S(i, j) - conj(x(i) x(j + L - 1)) + conj(x(i + L) x(j - 1))
-///
-/// and S(i + 1, K - 1) = S(K - 1, i + 1), in closed form from the sums that the row before it needs:
-/// the sum over l of conj(x(i + 1 + l) x(N - 1 - l)).
 void RealGram::remainingRows() {
   for (int i = 0; i + 1 < K_; ++i) {
-    const std::size_t row = area(i, K_);
-    const std::size_t next = area(i + 1, K_);
-    const double oldRe = xr_[static_cast<std::size_t>(i)];
-    const double oldIm = xi_[static_cast<std::size_t>(i)];
-    const double newRe = xr_[static_cast<std::size_t>(i + L_)];
-    const double newIm = xi_[static_cast<std::size_t>(i + L_)];
-
-    const int n = K_ - 1 - i;  // columns i ... K - 2 go on to i + 1 ... K - 1
-    const Row P = {Pr_.data() + next + i + 1, Pi_.data() + next + i + 1};
-    std::copy_n(Pr_.data() + row + i, n, P.re);
-    std::copy_n(Pi_.data() + row + i, n, P.im);
-    addConjTimes(-oldRe, -oldIm, {xr_.data() + i, xi_.data() + i}, n, P);
-    addConjTimes(newRe, newIm, {xr_.data() + i + L_, xi_.data() + i + L_}, n, P);
-
-    const Row S = {Sr_.data() + next, Si_.data() + next};
-    std::copy_n(Sr_.data() + row + 1, K_ - 1, S.re);
-    std::copy_n(Si_.data() + row + 1, K_ - 1, S.im);
-    addConjOfProduct(-oldRe, -oldIm, {xr_.data() + L_, xi_.data() + L_}, K_ - 1, S);
-    addConjOfProduct(newRe, newIm, {xr_.data(), xi_.data()}, K_ - 1, S);
-    S.re[K_ - 1] = 0.0;
-    S.im[K_ - 1] = 0.0;
-    for (int l = 0; l < L_; ++l) {
-      const std::size_t a = static_cast<std::size_t>(i + 1 + l);
-      const std::size_t b = static_cast<std::size_t>(N_ - 1 - l);
-      S.re[K_ - 1] += xr_[a] * xr_[b] - xi_[a] * xi_[b];
-      S.im[K_ - 1] -= xr_[a] * xi_[b] + xi_[a] * xr_[b];
-    }
+    nextRowOfP(i);
+    nextRowOfS(i);
   }
 }
 
+/// P(i + 1, j + 1) = P(i, j) - conj(x(i)) x(j) + conj(x(i + L)) x(j + L) for j = i ... K - 2
+void RealGram::nextRowOfP(int i) {
+  const double* const xr = xr_.data();
+  const double* const xi = xi_.data();
+  const std::size_t from = area(i, K_ + 1);  // P(i, i)
+  const std::size_t to = area(i + 1, K_ + 1);
+  const int n = K_ - 1 - i;
+  const Row P = {Pr_.data() + to, Pi_.data() + to};
+  std::copy_n(Pr_.data() + from, n, P.re);
+  std::copy_n(Pi_.data() + from, n, P.im);
+  addConjTimes(-xr[i], -xi[i], {xr + i, xi + i}, n, P);
+  addConjTimes(xr[i + L_], xi[i + L_], {xr + i + L_, xi + i + L_}, n, P);
+}
+
+/// S(i + 1, j - 1) = S(i, j) - conj(x(i) x(j + L - 1)) + conj(x(i + L) x(j - 1)) for j = 1 ... K - 1
+///
+/// The last element has no such neighbour: S(i + 1, K - 1) is the sum over l of
+/// conj(x(i + 1 + l) x(N - 1 - l)).
+void RealGram::nextRowOfS(int i) {
+  const double* const xr = xr_.data();
+  const double* const xi = xi_.data();
+  const int n = K_ - 1;
+  const Row S = {Sr_.data() + area(i + 1, K_), Si_.data() + area(i + 1, K_)};
+  std::copy_n(Sr_.data() + area(i, K_) + 1, n, S.re);
+  std::copy_n(Si_.data() + area(i, K_) + 1, n, S.im);
+  addConjOfProduct(-xr[i], -xi[i], {xr + L_, xi + L_}, n, S);
+  addConjOfProduct(xr[i + L_], xi[i + L_], {xr, xi}, n, S);
+  double re = 0.0;
+  double im = 0.0;
+  for (int a = i + 1, b = N_ - 1; a <= i + L_; ++a, --b) {
+    re += xr[a] * xr[b] - xi[a] * xi[b];
+    im -= xr[a] * xi[b] + xi[a] * xr[b];
+  }
+  S.re[n] = re;
+  S.im[n] = im;
+}
+
 void RealGram::assemble() {
-  const std::size_t n = static_cast<std::size_t>(2 * K_);
-  const std::size_t K = static_cast<std::size_t>(K_);
+  const auto K = static_cast<std::size_t>(K_);
+  const std::size_t n = 2 * K;
   for (std::size_t i = 0; i < K; ++i) {
     for (std::size_t j = i; j < K; ++j) {
       const std::size_t at = i * K + j;
@@ -138,8 +145,8 @@ void RealGram::eigenvector(std::span<const double> pq, double c, std::span<doubl
   std::ranges::fill(re, 0.0);
   std::ranges::fill(im, 0.0);
   for (int j = 0; j < K_; ++j) {
-    const double p = pq[static_cast<std::size_t>(j)];
-    const double q = pq[static_cast<std::size_t>(j + K_)];
+    const double p = pq.data()[j];
+    const double q = pq.data()[j + K_];
     const double* const xr = xr_.data() + j;
     const double* const xi = xi_.data() + j;
     for (std::size_t m = 0; m < re.size(); ++m) {

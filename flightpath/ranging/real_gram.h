@@ -48,6 +48,8 @@ class RealGram {
  private:
   void firstRows();
   void remainingRows();
+  void nextRowOfP(int i);
+  void nextRowOfS(int i);
   void assemble();
 
   int N_;
