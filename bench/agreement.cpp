@@ -14,12 +14,12 @@
 #include <thread>
 #include <vector>
 
-#include "measurement.h"
+#include "bench/measurement.h"
+#include "bench/same_paths.h"
 
 namespace {
 
 constexpr std::array<int, 9> snrs_dB = {5, 10, 15, 20, 30, 40, 50, 60, 70};
-constexpr double speedOfLight_mps = 299792458.0;
 
 /// How many channels of each size: the dense route takes the cube of N.
 const std::map<int, int> trialsOfSize = {{30, 5000},  {56, 4000},  {64, 5000},
@@ -58,21 +58,7 @@ std::vector<SimulatedPath> drawPaths(int numPaths, double bandwidth_Hz, std::mt1
   return paths;
 }
 
-bool samePaths(const coder::array<float, 2>& dense, const std::vector<double>& ranger,
-               double step_m) {
-  if (static_cast<std::size_t>(dense.numel) != ranger.size()) {
-    return false;
-  }
-  for (int k = 0; k < dense.numel; ++k) {
-    const double difference = static_cast<double>(dense[k]) - ranger[static_cast<std::size_t>(k)];
-    if (!(std::fabs(difference) <= 1.01 * step_m)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-/// The channels of one size whose number leaves this remainder.
+/// Both engines on the channels of one size.
 class Comparison {
  public:
   explicit Comparison(int N)
@@ -89,7 +75,7 @@ class Comparison {
         {N_, static_cast<double>(bench::spacing_Hz), static_cast<double>(snr_dB)}, random);
     dense_.MUSICToF(bench::toColumn(samples), &parameters_, &denseResult_);
     ranger_.estimate(samples.data(), 1, found_);
-    count(numPaths, speedOfLight_mps / bandwidth_Hz / 1500.0, tallies[snr_dB]);
+    count(numPaths, bench::fineStep_m(N_, bench::spacing_Hz), tallies[snr_dB]);
   }
 
  private:
@@ -105,7 +91,7 @@ class Comparison {
     ++tally.trials;
     if (dense == ranger) {
       ++tally.sameCount;
-      tally.samePaths += samePaths(denseResult_.Distances, found_.Distances, step_m) ? 1 : 0;
+      tally.samePaths += bench::samePaths(denseResult_, found_, step_m) ? 1 : 0;
       return;
     }
     const double denseError = std::fabs(dense - numPaths);

@@ -5,47 +5,23 @@
 
 #include <flightpath/flightpath.h>
 
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <vector>
 
+#include "bench/measurement.h"
+#include "bench/same_paths.h"
 #include "csi_file.h"
 
 namespace {
 
-constexpr double speedOfLight_mps = 299792458.0;
-
-coder::array<creal32_T, 1> toColumn(const std::vector<creal32_T>& samples) {
-  coder::array<creal32_T, 1> column;
-  column.set_size(static_cast<std::int32_t>(samples.size()));
-  std::copy(samples.begin(), samples.end(), column.begin());
-  return column;
-}
-
 ToFResult estimateDense(const std::vector<creal32_T>& samples, double spacing_Hz) {
-  const coder::array<float, 2> absent;
-  ToFEstimationParameters parameters;
-  parameters.init(static_cast<float>(samples.size()), static_cast<float>(spacing_Hz), absent,
-                  absent, 0, 1, 1, absent, absent);
+  const ToFEstimationParameters parameters =
+      bench::defaults(static_cast<int>(samples.size()), spacing_Hz);
   MUSICLib estimator;
   ToFResult result;
-  estimator.MUSICToF(toColumn(samples), &parameters, &result);
+  estimator.MUSICToF(bench::toColumn(samples), &parameters, &result);
   return result;
-}
-
-/// As many paths, and each within 1.01 fine step.
-bool samePaths(const ToFResult& dense, const flightpath::PathSet& ranger, double step_m) {
-  if (static_cast<std::size_t>(dense.Distances.numel) != ranger.Distances.size()) {
-    return false;
-  }
-  for (int k = 0; k < dense.Distances.numel; ++k) {
-    const double other = ranger.Distances[static_cast<std::size_t>(k)];
-    if (std::fabs(static_cast<double>(dense.Distances[k]) - other) > 1.01 * step_m) {
-      return false;
-    }
-  }
-  return true;
 }
 
 void compare(const char* path) {
@@ -57,11 +33,11 @@ void compare(const char* path) {
     const auto N = static_cast<std::uint32_t>(samples.size());
     const flightpath::PathSet ranger = flightpath::Ranger(N, options).estimate(samples.data(), 1);
     const ToFResult dense = estimateDense(samples, file.spacing_Hz);
-    const double step_m = speedOfLight_mps / (N * static_cast<double>(file.spacing_Hz)) / 1500.0;
+    const double step_m = bench::fineStep_m(N, file.spacing_Hz);
     const bool sameCount = dense.NumSignals == ranger.NumSignals[0];
     std::printf(" %g/%g%s", static_cast<double>(dense.NumSignals),
                 static_cast<double>(ranger.NumSignals[0]),
-                !sameCount || samePaths(dense, ranger, step_m) ? "" : "(!)");
+                !sameCount || bench::samePaths(dense, ranger, step_m) ? "" : "(!)");
   }
   std::printf("\n");
 }

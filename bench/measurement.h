@@ -34,11 +34,11 @@ inline coder::array<creal32_T, 1> toColumn(const std::vector<creal32_T>& samples
 }
 
 /// The settings that the entry point uses.
-inline ToFEstimationParameters defaults(int numSubcarriers) {
+inline ToFEstimationParameters defaults(int numSubcarriers, double spacing = spacing_Hz) {
   ToFEstimationParameters parameters;
   const coder::array<float, 2> absent;
-  parameters.init(static_cast<float>(numSubcarriers), static_cast<float>(spacing_Hz), absent,
-                  absent, 0, 1, 1, absent, absent);
+  parameters.init(static_cast<float>(numSubcarriers), static_cast<float>(spacing), absent, absent,
+                  0, 1, 1, absent, absent);
   return parameters;
 }
 

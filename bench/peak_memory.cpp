@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "measurement.h"
+#include "bench/measurement.h"
 
 namespace {
 

@@ -12,14 +12,16 @@ std::int64_t halfStepsFromMiddle(std::int32_t i, std::int32_t n) {
   return 2 * static_cast<std::int64_t>(i) + 1 - n;
 }
 
-void fillSymmetric(float d2, coder::array<float, 2>& y) {
+/// The grid from -d2 to d2. From 0 to 0 it is zeros, negative ones before the middle.
+template <class Real>
+void fillSymmetric(Real d2, coder::array<Real, 2>& y) {
   const std::int32_t n = y.numel;
-  const float delta = d2 / static_cast<float>(n - 1);
+  const Real delta = d2 / static_cast<Real>(n - 1);
   for (std::int32_t i = 1; i < n - 1; ++i) {
-    y[i] = static_cast<float>(halfStepsFromMiddle(i, n)) * delta;
+    y[i] = static_cast<Real>(halfStepsFromMiddle(i, n)) * delta;
   }
   if (n % 2 == 1) {
-    y[n / 2] = 0.0F;
+    y[n / 2] = 0;
   }
 }
 
@@ -53,18 +55,6 @@ void fillFromZero(double d2, coder::array<double, 2>& y) {
   const double delta = d2 / static_cast<double>(n - 1);
   for (std::int32_t i = 1; i < n - 1; ++i) {
     y[i] = static_cast<double>(i) * delta;
-  }
-}
-
-/// The symmetric grid from 0 to 0: zeros that are negative before the middle.
-void fillZeros(double d2, coder::array<double, 2>& y) {
-  const std::int32_t n = y.numel;
-  const double delta = d2 / static_cast<double>(n - 1);
-  for (std::int32_t i = 1; i < n - 1; ++i) {
-    y[i] = static_cast<double>(halfStepsFromMiddle(i, n)) * delta;
-  }
-  if (n % 2 == 1) {
-    y[n / 2] = 0.0;
   }
 }
 
@@ -109,7 +99,7 @@ void linspace(double d2, double n, array<double, 2>& y) {
     return;
   }
   if (d2 == 0.0) {
-    fillZeros(d2, y);
+    fillSymmetric(d2, y);
   } else {
     // A d2 below minus half the largest double needs no branch of its own: from a start of 0 the
     // overflow-safe form has the same two operations, the quotient and the product.
