@@ -2,7 +2,7 @@
 
     report.py RESULTS_FOLDER DOCS_FOLDER PEER_TRIALS
 
-RESULTS_FOLDER holds times.json, memory.json, memory-ranger.json, agreement.md and scenarios/.
+RESULTS_FOLDER holds times.json, batch.json, memory.json, memory-ranger.json, agreement.md and scenarios/.
 
 DOCS_FOLDER/benchmarks.md, benchmarks.json (every number of the page) and benchmarks-stages.svg
 """
@@ -267,7 +267,7 @@ def main():
     ranger_memory = json.loads((results / "memory-ranger.json").read_text())
     folder = results / "scenarios"
     times = medians(benchmark)
-    batch = batch_times(benchmark)
+    batch = batch_times(json.loads((results / "batch.json").read_text()))
     ranger = ranger_section(times, batch, ranger_memory, (results / "agreement.md").read_text(),
                             (results / "measured.txt").read_text())
     records, notes = accuracy(folder, int(peer_trials))
