@@ -19,20 +19,6 @@ namespace {
 
 using coder::array;
 
-void fineOffsets(float coarseResolution, float fineResolution, array<float, 2>& offsets) {
-  const float count = 2.0F * coarseResolution / fineResolution + 1.0F;
-  try {
-    coder::linspace(-coarseResolution, coarseResolution, count, offsets);
-  } catch (const std::length_error&) {
-    std::ostringstream text;
-    text << "FineResolution = " << fineResolution
-         << " beside CoarseResolution = " << coarseResolution
-         << " (normalised frequencies) asks for " << count
-         << " points around each peak; the most is 2147483647";
-    throw std::length_error(text.str());
-  }
-}
-
 /// flags(j) := whether grid(j) is a candidate of the coarse frequency.
 void flagNear(std::span<const float> grid, float coarse, float coarseResolution,
               array<unsigned char, 2>& flags) {
@@ -76,6 +62,20 @@ void takeFlagged(std::span<const float> grid, array<unsigned char, 2>& flags,
 }
 
 }  // namespace
+
+void fineOffsets(float coarseResolution, float fineResolution, array<float, 2>& offsets) {
+  const float count = 2.0F * coarseResolution / fineResolution + 1.0F;
+  try {
+    coder::linspace(-coarseResolution, coarseResolution, count, offsets);
+  } catch (const std::length_error&) {
+    std::ostringstream text;
+    text << "FineResolution = " << fineResolution
+         << " beside CoarseResolution = " << coarseResolution
+         << " (normalised frequencies) asks for " << count
+         << " points around each peak; the most is 2147483647";
+    throw std::length_error(text.str());
+  }
+}
 
 void evenCandidates(const array<float, 1>& coarse, float coarseResolution, float fineResolution,
                     array<float, 2>& candidates) {

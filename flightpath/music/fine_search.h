@@ -10,6 +10,12 @@ namespace flightpath {
 /// The frequencies to look at around each coarse peak: a matrix with one column a peak, so that every
 /// peak gets as many as the one that has fewest.
 
+/// The even offsets from a coarse peak, 1 x n: from -coarseResolution to +coarseResolution,
+/// 2 coarseResolution / fineResolution + 1 of them.
+///
+/// Errors: std::length_error, naming the resolutions, for more than an array can hold.
+void fineOffsets(float coarseResolution, float fineResolution, coder::array<float, 2>& offsets);
+
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to
 /// +coarseResolution, 2 coarseResolution / fineResolution + 1 of them.
 ///

@@ -12,11 +12,11 @@
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/music/coarse_search.h"
+#include "flightpath/music/fine_search.h"
 #include "flightpath/music/phase_slope.h"
 #include "flightpath/ranging/fast_decibels.h"
 #include "flightpath/spectrum/fft_axis.h"
 #include "flightpath/spectrum/fftw_calls.h"
-#include "flightpath/toolbox/grids.h"
 #include "flightpath/toolbox/lapack.h"
 
 namespace flightpath {
@@ -113,8 +113,7 @@ MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
   energies_.set_size(n);
   spectrum_.set_size(n);
   fftFrequencies(n, axis_);
-  const float numOffsets = 2.0F * settings.CoarseResolution / settings.FineResolution + 1.0F;
-  coder::linspace(-settings.CoarseResolution, settings.CoarseResolution, numOffsets, offsets_);
+  fineOffsets(settings.CoarseResolution, settings.FineResolution, offsets_);
   for (const float offset : offsets_) {
     offsetRe_.push_back(std::cos(2.0 * std::numbers::pi * offset));
     offsetIm_.push_back(std::sin(2.0 * std::numbers::pi * offset));

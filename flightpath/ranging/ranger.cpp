@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "flightpath/api/distance.h"
 #include "flightpath/api/speed_of_light.h"
 #include "flightpath/ranging/measurement_ranger.h"
 #include "flightpath/ranging/thread_team.h"
