@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "flightpath/api/speed_of_light.h"
+#include "flightpath/api/to_distance.h"
 #include "flightpath/runtime/view.h"
 
 namespace {
@@ -10,8 +11,7 @@ namespace {
 using flightpath::asRow;
 using flightpath::setRow;
 using flightpath::speedOfLight_mps;
-
-float toDistance(float nf, float df) { return (nf / df) * speedOfLight_mps; }
+using flightpath::toDistance;
 
 }  // namespace
 

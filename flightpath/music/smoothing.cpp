@@ -1,9 +1,9 @@
 #include "flightpath/music/smoothing.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 
+#include "flightpath/music/subvector_length.h"
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/view.h"
 #include "flightpath/toolbox/blas.h"
@@ -40,7 +40,7 @@ void averageWithReversed(array<creal32_T, 2>& R) {
 
 void measurementSmoothing(const array<creal32_T, 1>& x, array<creal32_T, 2>& R) {
   const std::int32_t N = x.numel;
-  const auto L = static_cast<std::int32_t>(std::round(0.75 * N));
+  const std::int32_t L = flightpath::subvectorLength(N);
   const std::int32_t K = N - L + 1;
   R.set_size(L, L);
   if (L == 0) {

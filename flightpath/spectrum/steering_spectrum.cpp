@@ -1,13 +1,12 @@
 #include "flightpath/spectrum/steering_spectrum.h"
 
-#include <math.h>
-
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
 
 #include "flightpath/runtime/complex_math.h"
 #include "flightpath/runtime/view.h"
+#include "flightpath/spectrum/decibels.h"
 #include "flightpath/spectrum/steering_span.h"
 #include "flightpath/toolbox/blas.h"
 #include "flightpath/toolbox/reductions.h"
@@ -25,11 +24,6 @@ void project(const array<creal32_T, 2>& A, const array<creal32_T, 2>& E, array<c
     flightpath::blas::multiply(Y.size[0], Y.size[1], M, {A.data, M, Transpose::Conjugate},
                                {E.data, M, Transpose::None}, Y.data);
   }
-}
-
-float decibels(float noiseEnergy) {
-  constexpr float epsilon = 2.220446e-16F;  // 2^-52
-  return 20.0F * ::log10f(1.0F / noiseEnergy + epsilon);
 }
 
 }  // namespace
@@ -51,7 +45,7 @@ void steeringSpectrum(const array<creal32_T, 2>& noiseSubspace, std::span<const 
   array<float, 1> noiseEnergy;
   coder::sum(energies, noiseEnergy);
   spectrum.set_size(noiseEnergy.numel);
-  std::ranges::transform(noiseEnergy, spectrum.begin(), decibels);
+  std::ranges::transform(noiseEnergy, spectrum.begin(), pseudoSpectrumDecibels);
 }
 
 }  // namespace flightpath

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+namespace flightpath {
+
+/// L, the length of the subvectors that smoothing cuts N samples into: three quarters, halves upwards.
+inline std::int32_t subvectorLength(std::int32_t N) {
+  return static_cast<std::int32_t>(std::round(0.75 * N));
+}
+
+}  // namespace flightpath

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <math.h>
+
+namespace flightpath {
+
+/// The pseudo-spectrum where this much energy of a steering vector lies in the noise subspace:
+/// 20 log10(1 / noiseEnergy + 2^-52), the reciprocal first.
+inline float pseudoSpectrumDecibels(float noiseEnergy) {
+  constexpr float epsilon = 2.220446e-16F;  // 2^-52
+  return 20.0F * ::log10f(1.0F / noiseEnergy + epsilon);
+}
+
+}  // namespace flightpath
