@@ -2,6 +2,8 @@
 
 #include <cassert>
 #include <cmath>
+#include <cstddef>
+#include <span>
 
 #include "flightpath/runtime/nonfinite.h"
 
@@ -48,6 +50,27 @@ class PeakScan {
     } else {
       step(v > runValue_ ? Direction::Rising : Direction::Falling, v, k);
     }
+  }
+
+  /// Passes the samples from index i on that go on as the last step went, and returns the index of the
+  /// first that does not: most samples of a spectrum change nothing but where the run begins.
+  int followSlope(std::span<const float> y, int i) {
+    const auto n = static_cast<int>(y.size());
+    const float* const v = y.data();
+    const int first = i;
+    if (direction_ == Direction::Rising) {
+      while (i < n && v[i] > v[i - 1] && v[i] < rtInfF) {
+        ++i;
+      }
+    } else if (direction_ == Direction::Falling) {
+      while (i < n && v[i] < v[i - 1]) {
+        ++i;
+      }
+    }
+    if (i > first) {
+      startRun(v[i - 1], i);
+    }
+    return i;
   }
 
   void finish(int n) {
@@ -103,7 +126,8 @@ void scanPeaks(const array<float, 1>& y, array<int, 1>& peaks, array<int, 1>& in
   PositionList infiniteList(infinite, y.numel);
   PositionList inflectionList(inflections, y.numel);
   PeakScan scan(peakList, inflectionList);
-  for (int i = 0; i < y.numel; ++i) {
+  const std::span<const float> samples(y.data, static_cast<std::size_t>(y.numel));
+  for (int i = 0; i < y.numel; i = scan.followSlope(samples, i + 1)) {
     const int k = i + 1;
     const float v = y[i];
     if (v == rtInfF) {
