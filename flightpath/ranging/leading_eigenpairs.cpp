@@ -5,8 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "flightpath/toolbox/blas.h"
-#include "flightpath/toolbox/lapack.h"
+#include "flightpath/ranging/small_matrices.h"
 
 namespace flightpath {
 namespace {
@@ -19,25 +18,6 @@ int widest(int order) { return std::clamp(order / 2, 1, mostWidth); }
 
 std::size_t area(int rows, int cols) {
   return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
-}
-
-double dot(const double* a, const double* b, int n) {
-  // Four sums side by side: the loop is as long as the matrix, and runs in every pair of vectors.
-  double s0 = 0.0;
-  double s1 = 0.0;
-  double s2 = 0.0;
-  double s3 = 0.0;
-  int i = 0;
-  for (; i + 3 < n; i += 4) {
-    s0 += a[i] * b[i];
-    s1 += a[i + 1] * b[i + 1];
-    s2 += a[i + 2] * b[i + 2];
-    s3 += a[i + 3] * b[i + 3];
-  }
-  for (; i < n; ++i) {
-    s0 += a[i] * b[i];
-  }
-  return (s0 + s1) + (s2 + s3);
 }
 
 void subtract(double factor, const double* from, double* to, int n) {
@@ -77,8 +57,8 @@ void LeadingEigenpairs::seed(int first) {
     state = state * 6364136223846793005ULL + 1442695040888963407ULL;
     *q = static_cast<double>(state >> 11) * 0x1p-52 - 1.0;
   }
-  blas::multiplyReal(order_, width_ - first, order_, matrix_.data(), columnOf(Q_, first),
-                     columnOf(CQ_, first));
+  multiply(order_, width_ - first, order_, matrix_.data(), columnOf(Q_, first),
+           columnOf(CQ_, first));
 }
 
 void LeadingEigenpairs::start(std::span<const double> matrix) {
@@ -87,7 +67,7 @@ void LeadingEigenpairs::start(std::span<const double> matrix) {
   seed(0);
   // Another product before the first projection costs less than a step.
   Q_.swap(CQ_);
-  blas::multiplyReal(order_, width_, order_, matrix_.data(), Q_.data(), CQ_.data());
+  multiply(order_, width_, order_, matrix_.data(), Q_.data(), CQ_.data());
 }
 
 bool LeadingEigenpairs::widen() {
@@ -125,7 +105,7 @@ void LeadingEigenpairs::orthonormalise() {
 
 /// T := Q^T C Q
 void LeadingEigenpairs::project() {
-  blas::multiplyReal(order_, width_, order_, matrix_.data(), Q_.data(), CQ_.data());
+  multiply(order_, width_, order_, matrix_.data(), Q_.data(), CQ_.data());
   for (int j = 0; j < width_; ++j) {
     for (int i = 0; i <= j; ++i) {
       const double t = dot(columnOf(Q_, i), columnOf(CQ_, j), order_);
@@ -137,15 +117,15 @@ void LeadingEigenpairs::project() {
 
 /// Q := Q Z and C Q := C Q Z with T = Z diag(theta) Z^T, largest first.
 void LeadingEigenpairs::rotateToRitz() {
-  lapack::symmetricEigen(width_, T_.data(), ascending_.data(), small_.data());
+  symmetricEigen(width_, T_.data(), ascending_.data(), small_.data());
   std::reverse_copy(ascending_.begin(), ascending_.begin() + width_, values_.begin());
   for (int front = 0, back = width_ - 1; front < back; ++front, --back) {
     double* const vector = T_.data() + area(width_, front);
     std::swap_ranges(vector, vector + width_, T_.data() + area(width_, back));
   }
-  blas::multiplyReal(order_, width_, width_, Q_.data(), T_.data(), rotated_.data());
+  multiply(order_, width_, width_, Q_.data(), T_.data(), rotated_.data());
   Q_.swap(rotated_);
-  blas::multiplyReal(order_, width_, width_, CQ_.data(), T_.data(), rotated_.data());
+  multiply(order_, width_, width_, CQ_.data(), T_.data(), rotated_.data());
   CQ_.swap(rotated_);
   for (int k = 0; k < width_; ++k) {
     const double* const v = columnOf(Q_, k);

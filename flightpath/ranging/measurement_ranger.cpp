@@ -1,12 +1,11 @@
 #include "flightpath/ranging/measurement_ranger.h"
 
-#include <math.h>
-
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <new>
-#include <numbers>
+#include <numeric>
 #include <stdexcept>
 
 #include "flightpath/api/music_parameters.h"
@@ -14,10 +13,12 @@
 #include "flightpath/music/coarse_search.h"
 #include "flightpath/music/fine_search.h"
 #include "flightpath/music/phase_slope.h"
+#include "flightpath/music/subvector_length.h"
 #include "flightpath/ranging/fast_decibels.h"
+#include "flightpath/ranging/small_matrices.h"
+#include "flightpath/spectrum/decibels.h"
 #include "flightpath/spectrum/fft_axis.h"
 #include "flightpath/spectrum/fftw_calls.h"
-#include "flightpath/toolbox/lapack.h"
 
 namespace flightpath {
 namespace {
@@ -43,16 +44,24 @@ constexpr int roughOrder = 256;
 constexpr double roughPivot = 3e-5;
 constexpr double roughSlack = 0.05;  // of the order, which is what a step of the penalty is worth
 
-int subvectorLength(int N) { return static_cast<int>(std::round(0.75 * N)); }
-
-b_MUSICParameters defaultSettings(int N, double spacing_Hz) {
+/// The resolutions that an estimate without any given works with.
+Resolutions defaultResolutions(int N, double spacing_Hz) {
   ToFEstimationParameters parameters;
   const coder::array<float, 2> absent;
   parameters.init(static_cast<float>(N), static_cast<float>(spacing_Hz), absent, absent, 0, 1, 1,
                   absent, absent);
   b_MUSICParameters normalised;
   parameters.getMUSICParameters(normalised);
-  return normalised;
+  if (!std::isnormal(normalised.CoarseResolution) || !std::isnormal(normalised.FineResolution)) {
+    throw std::invalid_argument("Ranger: SubcarrierSpacing leaves the range of single precision");
+  }
+  return {normalised.CoarseResolution, normalised.FineResolution};
+}
+
+std::vector<float> offsetsOfFineGrid(Resolutions resolutions) {
+  coder::array<float, 2> offsets;
+  fineOffsets(resolutions.coarse, resolutions.fine, offsets);
+  return {offsets.begin(), offsets.end()};
 }
 
 bool allFinite(const creal32_T* samples, int N) {
@@ -70,18 +79,28 @@ double powerOfTwoScale(const creal32_T* samples, int n) {
   return largest == 0.0F ? 1.0 : std::ldexp(1.0, -std::ilogb(largest));
 }
 
+/// The sum of term(v) over y, in sums side by side: one alone would wait for itself at every addition.
+template <class Term>
+double sumOf(std::span<const float> y, Term term) {
+  constexpr std::size_t lanes = 8;
+  double sums[lanes] = {};
+  std::size_t i = 0;
+  for (; i + lanes <= y.size(); i += lanes) {
+    for (std::size_t lane = 0; lane < lanes; ++lane) {
+      sums[lane] += term(y[i + lane]);
+    }
+  }
+  for (; i < y.size(); ++i) {
+    sums[0] += term(y[i]);
+  }
+  return std::accumulate(std::begin(sums), std::end(sums), 0.0);
+}
+
 /// Mean plus one standard deviation.
 float threshold(std::span<const float> y) {
-  double sum = 0.0;
-  for (const float v : y) {
-    sum += v;
-  }
-  const double n = static_cast<double>(y.size());
-  const double mean = sum / n;
-  double squares = 0.0;
-  for (const float v : y) {
-    squares += (v - mean) * (v - mean);
-  }
+  const auto n = static_cast<double>(y.size());
+  const double mean = sumOf(y, [](float v) { return double{v}; }) / n;
+  const double squares = sumOf(y, [mean](float v) { return (v - mean) * (v - mean); });
   return static_cast<float>(mean + std::sqrt(squares / (n - 1.0)));
 }
 
@@ -90,9 +109,11 @@ float threshold(std::span<const float> y) {
 MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
     : N_(N),
       options_(options),
+      resolutions_(defaultResolutions(N, options.SubcarrierSpacing)),
+      offsets_(offsetsOfFineGrid(resolutions_)),
       gram_(N, subvectorLength(N)),
       pairs_(gram_.order()),
-      polynomial_(gram_.L()) {
+      polynomial_(gram_.L(), offsets_) {
   const auto order = static_cast<std::size_t>(gram_.order());
   factor_.resize(order * order);
   if (gram_.order() >= roughOrder) {
@@ -104,23 +125,11 @@ MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
   re_.resize(static_cast<std::size_t>(gram_.L()));
   im_.resize(re_.size());
 
-  const b_MUSICParameters settings = defaultSettings(N, options.SubcarrierSpacing);
-  if (!std::isnormal(settings.CoarseResolution) || !std::isnormal(settings.FineResolution)) {
-    throw std::invalid_argument("Ranger: SubcarrierSpacing leaves the range of single precision");
-  }
-  const auto n = static_cast<int>(coarseFFTLength(settings.CoarseResolution));
+  const auto n = static_cast<int>(coarseFFTLength(resolutions_.coarse));
   half_.set_size(n / 2 + 1);
   energies_.set_size(n);
   spectrum_.set_size(n);
   fftFrequencies(n, axis_);
-  fineOffsets(settings.CoarseResolution, settings.FineResolution, offsets_);
-  for (const float offset : offsets_) {
-    offsetRe_.push_back(std::cos(2.0 * std::numbers::pi * offset));
-    offsetIm_.push_back(std::sin(2.0 * std::numbers::pi * offset));
-  }
-  pointRe_.resize(offsetRe_.size());
-  pointIm_.resize(offsetRe_.size());
-  noiseEnergy_.resize(offsetRe_.size());
   plan_ = fftw::planRealInverse(n, half_.data, energies_.data);
   if (plan_ == nullptr) {
     throw std::bad_alloc();
@@ -163,7 +172,7 @@ std::optional<double> MeasurementRanger::logDeterminant(std::vector<Real>& facto
   for (int i = 0; i < n; ++i) {
     largest = std::max(largest, C[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1)]);
   }
-  if (lapack::choleskyFactor(n, factor.data()) != 0) {
+  if (!choleskyFactor(n, factor.data())) {
     return {};
   }
   double logs = 0.0;
@@ -261,7 +270,7 @@ int MeasurementRanger::iterate(const std::optional<EigenvalueSums>& sums) {
 
 void MeasurementRanger::decomposeFully() {
   std::ranges::copy(gram_.matrix(), factor_.begin());
-  lapack::symmetricEigen(gram_.order(), factor_.data(), eigenvalues_.data(), lapackWork_.data());
+  symmetricEigen(gram_.order(), factor_.data(), eigenvalues_.data(), lapackWork_.data());
   solvedFully_ = true;
 }
 
@@ -324,19 +333,12 @@ void MeasurementRanger::searchCoarse(int numSignals) {
 
 /// The best of the fine grid around a coarse peak: the first candidate of the smallest noise energy.
 void MeasurementRanger::refine(float coarse) {
-  const double re = std::cos(2.0 * std::numbers::pi * coarse);
-  const double im = std::sin(2.0 * std::numbers::pi * coarse);
-  for (std::size_t i = 0; i < pointRe_.size(); ++i) {
-    pointRe_[i] = re * offsetRe_[i] - im * offsetIm_[i];
-    pointIm_[i] = re * offsetIm_[i] + im * offsetRe_[i];
-  }
-  polynomial_.noiseEnergy(pointRe_, pointIm_, noiseEnergy_);
-  const auto best = std::ranges::min_element(noiseEnergy_);
+  const std::span<const double> noiseEnergy = polynomial_.noiseEnergy(coarse);
+  const auto best = std::ranges::min_element(noiseEnergy);
   const double least = std::numeric_limits<double>::epsilon() * gram_.L();
   const auto energy = static_cast<float>(std::max(*best, least));
-  constexpr float epsilon = 2.220446e-16F;  // 2^-52
-  const float offset = offsets_[static_cast<int>(best - noiseEnergy_.begin())];
-  paths_.push_back({offset + coarse, 20.0F * ::log10f(1.0F / energy + epsilon)});
+  const float offset = offsets_[static_cast<std::size_t>(best - noiseEnergy.begin())];
+  paths_.push_back({offset + coarse, pseudoSpectrumDecibels(energy)});
 }
 
 void MeasurementRanger::reportPhaseSlope(const creal32_T* samples) {

@@ -22,6 +22,12 @@ struct FoundPath {
   float peakValue;  // decibels
 };
 
+/// Of the two searches, in normalised frequency.
+struct Resolutions {
+  float coarse;
+  float fine;
+};
+
 /// Estimates one measurement after another, in work space of its own: what each thread of a Ranger
 /// has one of.
 class MeasurementRanger {
@@ -55,6 +61,8 @@ class MeasurementRanger {
 
   int N_;
   RangingOptions options_;
+  Resolutions resolutions_;
+  std::vector<float> offsets_;  // of the fine grid around a coarse peak
   RealGram gram_;
   LeadingEigenpairs pairs_;
   SignalPolynomial polynomial_;
@@ -75,11 +83,6 @@ class MeasurementRanger {
   PeakWork peakWork_;
   coder::array<float, 1> heights_;
   coder::array<double, 1> positions_;
-
-  coder::array<float, 2> offsets_;
-  std::vector<double> offsetRe_, offsetIm_;  // exp(i 2 pi offset)
-  std::vector<double> pointRe_, pointIm_;
-  std::vector<double> noiseEnergy_;
   coder::array<float, 1> phaseSteps_;
   std::vector<FoundPath> paths_;
 };

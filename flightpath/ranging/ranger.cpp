@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "flightpath/api/speed_of_light.h"
+#include "flightpath/api/to_distance.h"
 #include "flightpath/ranging/measurement_ranger.h"
 #include "flightpath/ranging/thread_team.h"
 #include "flightpath/toolbox/blas.h"
@@ -85,7 +86,7 @@ class Ranger::Batch {
     out.PeakValues.clear();
     for (const auto& worker : workers_) {
       for (const FoundPath& path : worker->found) {
-        const double distance = (path.frequency / spacing_Hz_) * speedOfLight_mps;
+        const double distance = toDistance(path.frequency, spacing_Hz_);
         out.Distances.push_back(distance);
         out.TimesOfFlight.push_back(distance / exactSpeedOfLight_mps);
         out.PeakValues.push_back(path.peakValue);

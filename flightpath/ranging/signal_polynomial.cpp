@@ -1,32 +1,51 @@
 #include "flightpath/ranging/signal_polynomial.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <limits>
+#include <numbers>
+
+#include "flightpath/ranging/small_matrices.h"
 
 namespace flightpath {
 namespace {
 
-// Points that Horner's rule takes side by side: enough to fill the pipeline, few enough for registers.
-constexpr std::size_t lanes = 8;
-
-struct Lanes {
-  double re[lanes];
-  double im[lanes];
-};
-
-/// a := a z + r, in every lane.
-void hornerStep(Lanes& a, const Lanes& z, double re, double im) {
-  for (std::size_t i = 0; i < lanes; ++i) {
-    const double next = a.re[i] * z.re[i] - a.im[i] * z.im[i] + re;
-    a.im[i] = a.re[i] * z.im[i] + a.im[i] * z.re[i] + im;
-    a.re[i] = next;
+/// How many terms bring the rest of exp(i u), which the next one bounds, below rounding.
+std::size_t taylorTerms(double largest) {
+  std::size_t terms = 1;
+  double rest = largest;
+  while (rest > 0.125 * std::numeric_limits<double>::epsilon()) {
+    ++terms;
+    rest *= largest / static_cast<double>(terms);
   }
+  return terms;
 }
 
 }  // namespace
 
-SignalPolynomial::SignalPolynomial(int L)
-    : re_(static_cast<std::size_t>(L)), im_(static_cast<std::size_t>(L)) {}
+SignalPolynomial::SignalPolynomial(int L, std::span<const float> offsets)
+    : re_(static_cast<std::size_t>(L)),
+      im_(re_.size()),
+      shiftedRe_(re_.size()),
+      shiftedIm_(re_.size()),
+      energy_(offsets.size()) {
+  double largest = 0.0;
+  for (const float offset : offsets) {
+    u_.push_back(2.0 * std::numbers::pi * L * offset);
+    largest = std::max(largest, std::fabs(u_.back()));
+  }
+  terms_ = taylorTerms(largest);
+  weights_.resize(terms_ * re_.size());
+  for (std::size_t d = 0; d < re_.size(); ++d) {
+    double weight = 2.0;
+    for (std::size_t p = 0; p < terms_; ++p) {
+      // Re(i^p z): Re z, -Im z, -Re z, Im z, ...
+      weights_[p * re_.size() + d] = p % 4 == 1 || p % 4 == 2 ? -weight : weight;
+      weight *= static_cast<double>(d) / L / static_cast<double>(p + 1);
+    }
+  }
+}
 
 void SignalPolynomial::clear() {
   std::ranges::fill(re_, 0.0);
@@ -55,24 +74,37 @@ void SignalPolynomial::toSpectrum(std::span<creal32_T> half) const {
   }
 }
 
-void SignalPolynomial::noiseEnergy(std::span<const double> pointsRe,
-                                   std::span<const double> pointsIm,
-                                   std::span<double> energy) const {
-  const double M = static_cast<double>(re_.size());
-  for (std::size_t first = 0; first < energy.size(); first += lanes) {
-    const std::size_t count = std::min(lanes, energy.size() - first);
-    Lanes z = {};
-    Lanes a = {};
-    std::copy_n(pointsRe.begin() + static_cast<std::ptrdiff_t>(first), count, z.re);
-    std::copy_n(pointsIm.begin() + static_cast<std::ptrdiff_t>(first), count, z.im);
-    for (std::size_t d = re_.size() - 1; d > 0; --d) {
-      hornerStep(a, z, re_[d], im_[d]);
-    }
-    hornerStep(a, z, 0.0, 0.0);
-    for (std::size_t i = 0; i < count; ++i) {
-      energy[first + i] = M - (re_[0] + 2.0 * a.re[i]);
+double SignalPolynomial::taylorCoefficient(std::size_t p) const {
+  const std::vector<double>& part = p % 2 == 0 ? shiftedRe_ : shiftedIm_;
+  return dot(weights_.data() + p * part.size(), part.data(), static_cast<int>(part.size()));
+}
+
+std::span<const double> SignalPolynomial::noiseEnergy(double f) {
+  const double stepRe = std::cos(2.0 * std::numbers::pi * f);
+  const double stepIm = std::sin(2.0 * std::numbers::pi * f);
+  double re = 1.0;
+  double im = 0.0;
+  shiftedRe_[0] = shiftedIm_[0] = 0.0;  // r(0) stands apart
+  for (std::size_t d = 1; d < re_.size(); ++d) {
+    const double next = re * stepRe - im * stepIm;
+    im = re * stepIm + im * stepRe;
+    re = next;
+    shiftedRe_[d] = re_[d] * re - im_[d] * im;
+    shiftedIm_[d] = re_[d] * im + im_[d] * re;
+  }
+  std::ranges::fill(energy_, 0.0);
+  for (std::size_t p = terms_; p-- > 1;) {
+    const double t = taylorCoefficient(p);
+    for (std::size_t j = 0; j < energy_.size(); ++j) {
+      energy_[j] = (energy_[j] + t) * u_[j];
     }
   }
+  const double atOrigin = re_[0] + taylorCoefficient(0);
+  const auto M = static_cast<double>(re_.size());
+  for (double& energy : energy_) {
+    energy = M - (atOrigin + energy);
+  }
+  return energy_;
 }
 
 }  // namespace flightpath

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <complex>
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -16,9 +16,16 @@ namespace flightpath {
 ///
 /// r is the sum of the autocorrelations of the eigenvectors, in double: near a path M - S is a small
 /// difference of large numbers.
+///
+/// On the fine grid, f + offset with |offset| at most a few hundredths of 1 / L, the polynomial is its
+/// Taylor series, whose few terms cost far less than all L coefficients at every point:
+///
+///   S(f + offset) = r(0) + sum over p of t(p) u^p,  u = 2 pi L offset
+///   t(p) = 2 Re (i^p sum over d of (d / L)^p / p! r(d) exp(i 2 pi d f))
 class SignalPolynomial {
  public:
-  explicit SignalPolynomial(int L);
+  /// offsets  those of the fine grid, finite
+  SignalPolynomial(int L, std::span<const float> offsets);
 
   void clear();
 
@@ -29,13 +36,18 @@ class SignalPolynomial {
   /// r(0) ... r(L - 1), then zeros; n / 2 + 1 values.
   void toSpectrum(std::span<creal32_T> half) const;
 
-  /// M - S at every point exp(i 2 pi f) of the unit circle, M the subspaces' dimension L.
-  void noiseEnergy(std::span<const double> pointsRe, std::span<const double> pointsIm,
-                   std::span<double> energy) const;
+  /// M - S at f plus each of the offsets, M the subspaces' dimension L; as many values as offsets.
+  std::span<const double> noiseEnergy(double f);
 
  private:
-  std::vector<double> re_;
-  std::vector<double> im_;
+  double taylorCoefficient(std::size_t p) const;
+
+  std::vector<double> re_, im_;                // r
+  std::vector<double> shiftedRe_, shiftedIm_;  // r(d) exp(i 2 pi d f)
+  std::vector<double> u_;
+  std::vector<double> weights_;  // 2 (d / L)^p / p!, with the sign that i^p gives; a row a power
+  std::size_t terms_ = 0;
+  std::vector<double> energy_;
 };
 
 }  // namespace flightpath

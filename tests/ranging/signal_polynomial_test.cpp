@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
@@ -37,8 +38,10 @@ std::vector<Vector> unitVectors(int count, int L) {
   return all;
 }
 
-SignalPolynomial polynomialOf(const std::vector<Vector>& vectors, int L) {
-  SignalPolynomial polynomial(L);
+/// With `offsets` as the fine grid.
+SignalPolynomial polynomialOf(const std::vector<Vector>& vectors, int L,
+                              const std::vector<float>& offsets = {}) {
+  SignalPolynomial polynomial(L, offsets);
   for (const Vector& e : vectors) {
     std::vector<double> re;
     std::vector<double> im;
@@ -64,43 +67,40 @@ double captured(const std::vector<Vector>& vectors, double f) {
   return sum;
 }
 
-std::vector<double> noiseEnergies(const SignalPolynomial& polynomial,
-                                  const std::vector<double>& frequencies) {
-  std::vector<double> re;
-  std::vector<double> im;
-  for (const double f : frequencies) {
-    re.push_back(std::cos(2.0 * std::numbers::pi * f));
-    im.push_back(std::sin(2.0 * std::numbers::pi * f));
-  }
-  std::vector<double> energy(frequencies.size(), -1.0);
-  polynomial.noiseEnergy(re, im, energy);
-  return energy;
-}
-
-std::vector<double> spread(std::size_t count) {
-  std::vector<double> frequencies;
+/// As many offsets as asked, evenly from -widest to widest.
+std::vector<float> evenOffsets(std::size_t count, double widest) {
+  std::vector<float> offsets;
   for (std::size_t i = 0; i < count; ++i) {
-    frequencies.push_back(-0.49 + 0.013 * static_cast<double>(i));
+    const double place =
+        static_cast<double>(i) / static_cast<double>(std::max<std::size_t>(count - 1, 1));
+    offsets.push_back(static_cast<float>(widest * (2.0 * place - 1.0)));
   }
-  return frequencies;
+  return offsets;
 }
 
 }  // namespace
 
-// BOUND: r(d) are sums of at most L products a vector, and Horner's rule adds L steps of at most six
-// roundings, of numbers below L a vector; the power z^d itself is off by d eps.
+// BOUND: r(d) are sums of at most L products a vector, the power z^d is off by d eps, and every term of
+// the series adds a sum of L products; all numbers stay below L a vector. A far offset makes the series
+// long, with terms of up to exp(|u|): there the bound grows with them.
 TEST(SignalPolynomial, NoiseEnergyIsTheDimensionLessWhatIsCaptured) {
+  const double eps = std::numeric_limits<double>::epsilon();
   for (const int L : {1, 2, 3, 23, 48}) {
     for (const int count : {0, 1, 3}) {
       const std::vector<Vector> vectors = unitVectors(count, L);
-      const SignalPolynomial polynomial = polynomialOf(vectors, L);
-      const double bound = 10.0 * L * std::numeric_limits<double>::epsilon() * L * (count + 1);
-      for (const std::size_t points : {0U, 1U, 7U, 8U, 9U, 16U, 61U, 101U}) {
-        const std::vector<double> frequencies = spread(points);
-        const std::vector<double> energy = noiseEnergies(polynomial, frequencies);
-        for (std::size_t i = 0; i < points; ++i) {
-          ASSERT_NEAR(energy[i], L - captured(vectors, frequencies[i]), bound)
-              << "L " << L << ", vectors " << count << ", point " << i << " of " << points;
+      for (const double widest : {0.0, 0.001 / L, 0.035 / L, 0.3 / L}) {
+        const double bound = 10.0 * L * eps * L * (count + 1) * std::exp(6.3 * L * widest);
+        for (const std::size_t points : {0U, 1U, 7U, 8U, 101U}) {
+          const std::vector<float> offsets = evenOffsets(points, widest);
+          SignalPolynomial polynomial = polynomialOf(vectors, L, offsets);
+          for (const double f : {-0.49, 0.0, 0.123, 0.5}) {
+            const std::span<const double> energy = polynomial.noiseEnergy(f);
+            ASSERT_EQ(energy.size(), points);
+            for (std::size_t i = 0; i < points; ++i) {
+              ASSERT_NEAR(energy[i], L - captured(vectors, f + offsets[i]), bound)
+                  << "L " << L << ", vectors " << count << ", f " << f << " + " << offsets[i];
+            }
+          }
         }
       }
     }
@@ -109,11 +109,14 @@ TEST(SignalPolynomial, NoiseEnergyIsTheDimensionLessWhatIsCaptured) {
 
 // EXACT: a point has one value, wherever it stands among the others.
 TEST(SignalPolynomial, APointDoesNotDependOnItsNeighbours) {
-  const SignalPolynomial polynomial = polynomialOf(unitVectors(2, 23), 23);
-  const std::vector<double> frequencies = spread(21);
-  const std::vector<double> together = noiseEnergies(polynomial, frequencies);
-  for (std::size_t i = 0; i < frequencies.size(); ++i) {
-    EXPECT_EQ(noiseEnergies(polynomial, {frequencies[i]})[0], together[i]) << i;
+  const std::vector<Vector> vectors = unitVectors(2, 23);
+  const std::vector<float> offsets = evenOffsets(21, 0.0015);
+  SignalPolynomial polynomial = polynomialOf(vectors, 23, offsets);
+  const std::span<const double> together = polynomial.noiseEnergy(0.25);
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    // The widest offset decides how many terms there are: it comes along.
+    SignalPolynomial pair = polynomialOf(vectors, 23, {offsets[i], offsets[0]});
+    EXPECT_EQ(pair.noiseEnergy(0.25)[0], together[i]) << i;
   }
 }
 
@@ -156,9 +159,9 @@ TEST(SignalPolynomial, BehindTheLastLagStandZeros) {
 
 // EXACT
 TEST(SignalPolynomial, ClearedItCapturesNothing) {
-  SignalPolynomial polynomial = polynomialOf(unitVectors(2, 7), 7);
+  SignalPolynomial polynomial = polynomialOf(unitVectors(2, 7), 7, evenOffsets(11, 0.005));
   polynomial.clear();
-  for (const double energy : noiseEnergies(polynomial, spread(11))) {
+  for (const double energy : polynomial.noiseEnergy(0.2)) {
     EXPECT_EQ(energy, 7.0);
   }
 }

@@ -1,0 +1,27 @@
+#pragma once
+
+/// Real linear algebra for the orders that a Ranger meets: plain loops for small matrices, BLAS and
+/// LAPACK for large ones.
+///
+/// At the size of a 64-subcarrier measurement a call into BLAS costs as much as its work, and most of
+/// its routines take a process-wide lock for their buffers, at which the threads of a Ranger would
+/// meet. Matrices are column-major without gaps.
+namespace flightpath {
+
+/// The sum of a(i) b(i).
+double dot(const double* a, const double* b, int n);
+
+/// C := A B, with A m x k, B k x n and C m x n.
+void multiply(int m, int n, int k, const double* A, const double* B, double* C);
+
+/// The lower Cholesky factor of an n x n matrix, in place of its lower triangle. False: the matrix is
+/// not positive definite as far as rounding lets see, and is left half-way.
+bool choleskyFactor(int n, double* A);
+bool choleskyFactor(int n, float* A);
+
+/// Eigenvectors (in place of the n x n matrix) and ascending eigenvalues of a real symmetric matrix.
+///
+/// work  3 n
+void symmetricEigen(int n, double* A, double* eigenvalues, double* work);
+
+}  // namespace flightpath

@@ -1,0 +1,210 @@
+#include "flightpath/ranging/small_matrices.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <random>
+#include <vector>
+
+// The orders lie on both sides of where BLAS and LAPACK take over: 128 for products, 64 for factors,
+// 12 for eigenvalues.
+
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+/// Column-major, like the functions under test.
+struct Matrix {
+  int rows;
+  std::vector<double> values;
+  double operator()(int i, int j) const {
+    return values[static_cast<std::size_t>(j) * static_cast<std::size_t>(rows) +
+                  static_cast<std::size_t>(i)];
+  }
+};
+
+Matrix randomMatrix(int rows, int columns, unsigned seed) {
+  std::mt19937_64 random(seed);
+  std::normal_distribution<double> normal;
+  Matrix A = {rows, {}};
+  for (int i = 0; i < rows * columns; ++i) {
+    A.values.push_back(normal(random));
+  }
+  return A;
+}
+
+/// sum over l of A(i, l) B(l, j), or of A(l, i) A(l, j) for the Gram matrix
+Matrix gram(const Matrix& A, int columns) {
+  Matrix G = {columns, {}};
+  for (int j = 0; j < columns; ++j) {
+    for (int i = 0; i < columns; ++i) {
+      double sum = 0.0;
+      for (int l = 0; l < A.rows; ++l) {
+        sum += A(l, i) * A(l, j);
+      }
+      G.values.push_back(sum);
+    }
+  }
+  return G;
+}
+
+double largest(const std::vector<double>& values) {
+  double most = 0.0;
+  for (const double value : values) {
+    most = std::max(most, std::fabs(value));
+  }
+  return most;
+}
+
+struct Eigen {
+  std::vector<double> values;
+  Matrix vectors;
+};
+
+Eigen eigenOf(const Matrix& A) {
+  const int n = A.rows;
+  Eigen result = {std::vector<double>(static_cast<std::size_t>(n)), A};
+  std::vector<double> work(static_cast<std::size_t>(3 * n));
+  flightpath::symmetricEigen(n, result.vectors.values.data(), result.values.data(), work.data());
+  return result;
+}
+
+/// The largest elements of A V - V diag(values) and of V^T V - I.
+double worstResidual(const Matrix& A, const Eigen& eigen) {
+  double worst = 0.0;
+  for (int k = 0; k < A.rows; ++k) {
+    for (int i = 0; i < A.rows; ++i) {
+      double sum = -eigen.values[static_cast<std::size_t>(k)] * eigen.vectors(i, k);
+      for (int l = 0; l < A.rows; ++l) {
+        sum += A(i, l) * eigen.vectors(l, k);
+      }
+      worst = std::max(worst, std::fabs(sum));
+    }
+  }
+  return worst;
+}
+
+double worstOrthogonality(const Eigen& eigen) {
+  const Matrix G = gram(eigen.vectors, eigen.vectors.rows);
+  double worst = 0.0;
+  for (int j = 0; j < G.rows; ++j) {
+    for (int i = 0; i < G.rows; ++i) {
+      worst = std::max(worst, std::fabs(G(i, j) - (i == j ? 1.0 : 0.0)));
+    }
+  }
+  return worst;
+}
+
+}  // namespace
+
+// BOUND: a sum of n products, each rounded once and added once.
+TEST(SmallMatrices, DotIsTheSumOfProducts) {
+  for (int n = 0; n <= 20; ++n) {
+    const Matrix a = randomMatrix(n, 1, 1);
+    const Matrix b = randomMatrix(n, 1, 2);
+    double sum = 0.0;
+    double scale = 0.0;
+    for (int i = 0; i < n; ++i) {
+      sum += a(i, 0) * b(i, 0);
+      scale += std::fabs(a(i, 0) * b(i, 0));
+    }
+    EXPECT_NEAR(flightpath::dot(a.values.data(), b.values.data(), n), sum, 2 * n * eps * scale);
+  }
+}
+
+// BOUND: as for one sum of k products.
+TEST(SmallMatrices, ProductOfAnyShape) {
+  for (const int m : {1, 2, 34, 128, 129}) {
+    for (const int n : {1, 6}) {
+      for (const int k : {1, 3, 4, 5, 6, 34}) {
+        const Matrix A = randomMatrix(m, k, 3);
+        const Matrix B = randomMatrix(k, n, 4);
+        Matrix C = {m, std::vector<double>(static_cast<std::size_t>(m * n), 7.0)};
+        flightpath::multiply(m, n, k, A.values.data(), B.values.data(), C.values.data());
+        for (int j = 0; j < n; ++j) {
+          for (int i = 0; i < m; ++i) {
+            double sum = 0.0;
+            for (int l = 0; l < k; ++l) {
+              sum += A(i, l) * B(l, j);
+            }
+            ASSERT_NEAR(C(i, j), sum, 2 * k * eps * largest(A.values) * largest(B.values) * k)
+                << m << " x " << k << " x " << n;
+          }
+        }
+      }
+    }
+  }
+}
+
+// BOUND: the factor's product is off by at most (n + 1) eps of the diagonal (Higham, theorem 10.3).
+TEST(SmallMatrices, CholeskyFactorGivesTheMatrixBack) {
+  for (const int n : {1, 2, 3, 6, 34, 63, 64, 65, 80}) {
+    const Matrix A = gram(randomMatrix(n + 5, n, 5), n);
+    Matrix R = A;
+    ASSERT_TRUE(flightpath::choleskyFactor(n, R.values.data())) << n;
+    for (int j = 0; j < n; ++j) {
+      for (int i = j; i < n; ++i) {
+        double sum = 0.0;
+        for (int l = 0; l <= j; ++l) {
+          sum += R(i, l) * R(j, l);
+        }
+        ASSERT_NEAR(sum, A(i, j), 2 * (n + 1) * eps * largest(A.values)) << n;
+      }
+    }
+  }
+}
+
+// EXACT: an indefinite matrix has no factor; the last pivot is the one that says so.
+TEST(SmallMatrices, CholeskyRefusesWhatIsNotPositiveDefinite) {
+  for (const int n : {1, 2, 34, 64, 65}) {
+    for (const double pivot : {0.0, -1.0}) {
+      Matrix A = {n, std::vector<double>(static_cast<std::size_t>(n * n), 0.0)};
+      for (int i = 0; i < n; ++i) {
+        A.values[static_cast<std::size_t>(i * (n + 1))] = i + 1 < n ? 1.0 : pivot;
+      }
+      EXPECT_FALSE(flightpath::choleskyFactor(n, A.values.data())) << n << ", " << pivot;
+    }
+  }
+}
+
+// BOUND: rotations and reflections are backward stable: a few eps of the largest eigenvalue an order.
+TEST(SmallMatrices, EigenpairsAscendAndSatisfyTheirEquation) {
+  for (const int n : {1, 2, 3, 6, 11, 12, 13, 24}) {
+    const Matrix A = gram(randomMatrix(n + 2, n, 6), n);
+    const Eigen eigen = eigenOf(A);
+    EXPECT_TRUE(std::ranges::is_sorted(eigen.values)) << n;
+    EXPECT_LE(worstResidual(A, eigen), 10 * n * eps * eigen.values.back()) << n;
+    EXPECT_LE(worstOrthogonality(eigen), 10 * n * eps) << n;
+  }
+}
+
+// BOUND: as above, where eigenvalues are zero, equal, or far apart.
+TEST(SmallMatrices, EigenpairsOfSingularAndGradedMatrices) {
+  for (const int n : {2, 6, 12, 13}) {
+    const Matrix rankOne = gram(randomMatrix(1, n, 7), n);
+    Matrix graded = gram(randomMatrix(n, n, 8), n);
+    for (int j = 0; j < n; ++j) {
+      for (int i = 0; i < n; ++i) {
+        graded.values[static_cast<std::size_t>(j * n + i)] *= std::pow(10.0, -i - j);
+      }
+    }
+    const Matrix zero = {n, std::vector<double>(static_cast<std::size_t>(n * n), 0.0)};
+    for (const Matrix& A : {rankOne, graded, zero}) {
+      const Eigen eigen = eigenOf(A);
+      EXPECT_TRUE(std::ranges::is_sorted(eigen.values)) << n;
+      EXPECT_LE(worstResidual(A, eigen), 10 * n * eps * largest(A.values) * n) << n;
+      EXPECT_LE(worstOrthogonality(eigen), 10 * n * eps) << n;
+    }
+  }
+}
+
+// EXACT: a diagonal matrix has its own elements as eigenvalues, sorted, and unit vectors.
+TEST(SmallMatrices, ADiagonalMatrixIsOnlySorted) {
+  const Matrix A = {3, {5.0, 0.0, 0.0, 0.0, -2.0, 0.0, 0.0, 0.0, 3.0}};
+  const Eigen eigen = eigenOf(A);
+  EXPECT_EQ(eigen.values, (std::vector<double>{-2.0, 3.0, 5.0}));
+  EXPECT_EQ(eigen.vectors.values, (std::vector<double>{0, 1, 0, 0, 0, 1, 1, 0, 0}));
+}
