@@ -113,6 +113,14 @@ std::vector<float> readValues(std::string_view line, const Place& place) {
   return values;
 }
 
+/// The header may stand behind measurements; whichever comes second is the line at fault.
+void requireSubcarriers(std::size_t numSubcarriers, const Header& header, const Place& place) {
+  if (header.subcarriers && *header.subcarriers != numSubcarriers) {
+    place.fail("subcarriers: " + std::to_string(numSubcarriers) + ", the header says " +
+               std::to_string(*header.subcarriers));
+  }
+}
+
 std::vector<creal32_T> readMeasurement(std::string_view line, const Header& header,
                                        const Place& place) {
   const std::vector<float> values = readValues(line, place);
@@ -124,10 +132,7 @@ std::vector<creal32_T> readMeasurement(std::string_view line, const Header& head
   if (numSubcarriers > mostSubcarriers) {
     place.fail(std::to_string(numSubcarriers) + " subcarriers, the most is 65535");
   }
-  if (header.subcarriers && *header.subcarriers != numSubcarriers) {
-    place.fail("subcarriers: " + std::to_string(numSubcarriers) + ", the header says " +
-               std::to_string(*header.subcarriers));
-  }
+  requireSubcarriers(numSubcarriers, header, place);
   std::vector<creal32_T> samples;
   for (std::size_t k = 0; k < values.size(); k += 2) {
     samples.push_back({values[k], values[k + 1]});
@@ -148,7 +153,13 @@ CsiFile readCsi(std::istream& in, const std::string& name) {
       continue;
     }
     if (line.front() == '#') {
+      const bool alreadyChecked = header.subcarriers.has_value();
       readHeader(line.substr(1), header, place);
+      if (!alreadyChecked && header.subcarriers) {
+        for (const std::vector<creal32_T>& measurement : file.measurements) {
+          requireSubcarriers(measurement.size(), header, place);
+        }
+      }
       continue;
     }
     file.measurements.push_back(readMeasurement(line, header, place));

@@ -66,6 +66,8 @@ TEST(CsiFile, SaysWhatIsWrongAndWhere) {
       {"# spacing_hz=4294967296\n1,2\n", "name.csv, line 1: \"spacing_hz=4294967296\" is not"},
       {"# spacing_hz=5 subcarriers=2\n1,2\n",
        "name.csv, line 2: subcarriers: 1, the header says 2"},
+      {"# spacing_hz=5\n1,2\n# subcarriers=2\n",
+       "name.csv, line 3: subcarriers: 1, the header says 2"},
       {"# spacing_hz=5\n# spacing_hz=6\n1,2\n", "name.csv, line 2: spacing_hz is given twice"},
       {"# spacing_hz=5\n1,\x01\xff\n", "name.csv, line 2: \"??\" is not a number"},
       {"# spacing_hz=5 measurements=2\n1,2\n", "name.csv: measurements: 1, the header says 2"},
