@@ -24,14 +24,15 @@ creal32_T withPositiveZeros(creal32_T z) {
   return {z.re == 0.0F ? 0.0F : z.re, z.im};
 }
 
-/// energies(:, k) := |response of column k of U|^2 for every column.
+/// energies(:, k) := |response of column k of conj(U)|^2 for every column.
 void storeEnergies(MUSICLib* obj, const array<creal32_T, 2>& U, double n,
                    array<creal32_T, 2>& energies) {
   array<creal32_T, 1> taps;
   array<creal32_T, 1> response;
   taps.set_size(U.size[0]);
   for (std::int32_t k = 0; k < U.size[1]; ++k) {
-    std::ranges::transform(flightpath::column(U, k), taps.begin(), withPositiveZeros);
+    std::ranges::transform(flightpath::column(U, k), taps.begin(),
+                           [](creal32_T u) { return withPositiveZeros(flightpath::conjugate(u)); });
     coder::firfreqz(obj, taps, n, response);
     std::ranges::transform(response, flightpath::column(energies, k).begin(),
                            [](creal32_T h) { return flightpath::timesConjugate(h, h); });
@@ -54,7 +55,6 @@ void evaluatePseudoSpectrumFFT(MUSICLib* obj, array<creal32_T, 2>& U, array<floa
   if (N > flightpath::longestFFT) {
     throw std::length_error("evaluatePseudoSpectrumFFT: more than 16777216 points");
   }
-  std::ranges::transform(U, U.begin(), flightpath::conjugate);
   flightpath::fftFrequencies(N, freqs);
   energies.set_size(freqs.numel, U.size[1]);
   storeEnergies(obj, U, N, energies);
@@ -63,6 +63,8 @@ void evaluatePseudoSpectrumFFT(MUSICLib* obj, array<creal32_T, 2>& U, array<floa
 
   const auto M = static_cast<float>(U.size[0]);
   spectrum.set_size(captured.numel);
+  // Last, behind everything that can fail: the call can be made again with the same U.
+  std::ranges::transform(U, U.begin(), flightpath::conjugate);
   std::transform(captured.begin(), captured.end(), spectrum.begin(), [M](creal32_T s) {
     return 1.0F / flightpath::modulus({M - s.re, 0.0F - s.im});
   });

@@ -23,7 +23,8 @@ class MUSICLib;
 ///
 /// The arrays are all different ones.
 ///
-/// Errors: std::length_error for N infinite or above 2^24, or N x K above 2147483647.
+/// Errors: std::length_error for N infinite or above 2^24, or N x K above 2147483647. Where an error
+/// ends the call, U is as it was.
 ///
 /// Source: R. O. Schmidt, Multiple emitter location and signal parameter estimation, IEEE Trans.
 /// Antennas Propag. 34(3), 1986, with the projection onto the noise subspace written as M minus the
