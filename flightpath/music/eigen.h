@@ -15,8 +15,9 @@ namespace coder {
 ///    negative conjugate transpose exactly is solved as Hermitian after multiplication by i
 ///
 /// A matrix with a NaN or infinite part, or that is not square, gives NaN + 0i everywhere, n being
-/// its number of rows; so does a solver that refuses an argument. A solver that does not converge
-/// is not noticed. An empty matrix gives empty results.
+/// its number of rows; so does a solver that refuses an argument or gets no memory, with 0 + i NaN as
+/// the eigenvalues of the second kind. A solver that does not converge is not noticed. An empty matrix
+/// gives empty results.
 ///
 /// Errors: std::length_error where n x n passes 2147483647.
 FLIGHTPATH_API void eig(const array<creal32_T, 2>& A, array<creal32_T, 2>& V,
