@@ -7,6 +7,7 @@
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/music/tof_result.h"
 #include "flightpath/runtime/array.h"
+#include "flightpath/runtime/float_environment.h"
 #include "flightpath/runtime/view.h"
 #include "flightpath/spectrum/estimator.h"
 #include "flightpath/toolbox/blas.h"
@@ -47,6 +48,7 @@ ToFEstimate toEstimate(const coder::array<float, 2>& distances) {
 namespace MUSIC {
 
 ToFEstimate estimateToF(const CSI& csi, std::optional<unsigned char> numSignals) {
+  const flightpath::DefaultFloatEnvironment environment;
   flightpath::blas::useOneThread();
   coder::array<creal32_T, 1> samples;
   copySamples(csi, samples);

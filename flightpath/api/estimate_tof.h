@@ -30,7 +30,8 @@ namespace MUSIC {
 /// returns one entry a path; none where no path stands out or the measurement is empty
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call. May be called from several
-/// threads at once.
+/// threads at once. The caller's rounding mode, flush-to-zero mode and traps do not matter: the call
+/// works in the default environment and puts the caller's back.
 ///
 /// Errors: std::length_error where L x L passes 2147483647 (N above 61,787), std::bad_alloc.
 /// Non-finite samples give NaN, no path or a number without meaning, never an error.

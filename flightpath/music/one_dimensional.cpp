@@ -3,6 +3,7 @@
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/music/frequency_estimation.h"
 #include "flightpath/music/music_result.h"
+#include "flightpath/runtime/float_environment.h"
 #include "flightpath/spectrum/estimator.h"
 
 namespace {
@@ -18,6 +19,7 @@ std::optional<float> forcedCount(const BoundedNumSignals& count) {
 
 void MUSICLib::MUSIC1D(const coder::array<creal32_T, 1>& x, const MUSICParameters* params,
                        MUSICResult* result) {
+  const flightpath::DefaultFloatEnvironment environment;
   flightpath::estimateFrequencies(
       this, x, flightpath::makeSettings(*params, forcedCount(params->InputNumSignals)),
       {result->NormalizedFreqs, result->PeakValues, result->NumSignals, result->ScannedFreqs,

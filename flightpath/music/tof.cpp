@@ -5,6 +5,7 @@
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/music/frequency_estimation.h"
 #include "flightpath/music/tof_result.h"
+#include "flightpath/runtime/float_environment.h"
 #include "flightpath/runtime/view.h"
 #include "flightpath/spectrum/estimator.h"
 
@@ -21,6 +22,7 @@ std::optional<float> forcedCount(const b_MUSICParameters& p) {
 
 void MUSICLib::MUSICToF(const coder::array<creal32_T, 1>& x, const ToFEstimationParameters* params,
                         ToFResult* result) {
+  const flightpath::DefaultFloatEnvironment environment;
   ToFEstimationParameters withDefaults(*params);
   b_MUSICParameters normalised;
   withDefaults.getMUSICParameters(normalised);

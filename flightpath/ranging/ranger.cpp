@@ -8,6 +8,7 @@
 #include "flightpath/api/to_distance.h"
 #include "flightpath/ranging/measurement_ranger.h"
 #include "flightpath/ranging/thread_team.h"
+#include "flightpath/runtime/float_environment.h"
 #include "flightpath/toolbox/blas.h"
 
 namespace flightpath {
@@ -103,6 +104,7 @@ class Ranger::Batch {
 
 Ranger::Ranger(std::uint32_t numSubcarriers, const RangingOptions& options) {
   check(numSubcarriers, options);
+  const DefaultFloatEnvironment environment;  // which the threads inherit
   batch_ = std::make_unique<Batch>(numSubcarriers, options);
 }
 
@@ -120,6 +122,7 @@ void Ranger::estimate(const creal32_T* csi, std::size_t count, PathSet& out) {
   if (batch_ == nullptr) {
     throw std::logic_error("Ranger::estimate: this Ranger was moved from");
   }
+  const DefaultFloatEnvironment environment;
   batch_->estimate(csi, count, out);
 }
 

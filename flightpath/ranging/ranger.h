@@ -45,16 +45,18 @@ struct PathSet {
 /// The eigenvalues and signal eigenvectors come from a real symmetric matrix of order 2 (N - L + 1),
 /// about N / 2, in double precision; the criterion, the threshold, the grids and the tie rules are
 /// those of the dense route. It differs from it where the dense route counts rounding noise of its
-/// own (see ARCHITECTURE.md, and docs/benchmarks.md for how often), and in one rule: a measurement with a NaN or infinite sample has 0
-/// signals and no path, also with a forced count.
+/// own (see ARCHITECTURE.md, and docs/benchmarks.md for how often), and in two rules: a measurement
+/// with a NaN or infinite sample has 0 signals and no path, also with a forced count; and the unit of
+/// the samples does not matter, where the dense route's products may leave single precision.
 ///
 /// Results depend on the measurement alone: not on its neighbours in the batch, not on the number of
-/// threads, bit for bit.
+/// threads, nor on the caller's floating-point modes, bit for bit.
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call, as `MUSIC::estimateToF` does.
 ///
 /// A Ranger keeps its plans, work space and threads; after the first call of a size, `estimate` into
-/// a reused PathSet allocates nothing on one thread. One Ranger is used by one thread at a time.
+/// a reused PathSet allocates nothing on one thread. The work space takes about 7 N^2 bytes a thread,
+/// from the construction on. One Ranger is used by one thread at a time.
 class FLIGHTPATH_API Ranger {
  public:
   /// numSubcarriers  N, 1 ... 65535

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "flightpath/music/music_result.h"
+#include "flightpath/music/tof_result.h"
+#include "flightpath/ranging/ranger.h"
+#include "flightpath/spectrum/estimator.h"
+#include "tests/floats/records.h"
+#include "tests/support/builders.h"
+#include "tests/support/channels.h"
+
+/// Every entry point on every route, its answer in one list of numbers that can be compared.
+namespace support {
+
+using Answer = std::vector<double>;
+
+template <class Values>
+void append(Answer& answer, const Values& values) {
+  answer.insert(answer.end(), values.begin(), values.end());
+}
+
+inline Answer byEntryPoint(const Record& x, int forced) {
+  return estimateRecord(x, forced).Distances;
+}
+
+/// The paths and their peaks; of the spectrum what is scanned.
+inline Answer byMUSICToF(const Record& x, const ToFEstimationParameters& parameters) {
+  ToFResult r;
+  MUSICLib().MUSICToF(column(x), &parameters, &r);
+  Answer answer = {static_cast<double>(r.NumSignals)};
+  append(answer, r.Distances);
+  append(answer, r.PeakValues);
+  append(answer, r.ScannedDistances);
+  append(answer, r.PseudoSpectrum);
+  return answer;
+}
+
+inline Answer byMUSIC1D(const Record& x, const MUSICParameters& parameters) {
+  MUSICResult r;
+  MUSICLib().MUSIC1D(column(x), &parameters, &r);
+  Answer answer = {static_cast<double>(r.NumSignals)};
+  append(answer, r.NormalizedFreqs);
+  append(answer, r.PeakValues);
+  append(answer, r.ScannedFreqs);
+  append(answer, r.PseudoSpectrum);
+  return answer;
+}
+
+inline flightpath::RangingOptions rangingOptions(int forced, unsigned threads) {
+  flightpath::RangingOptions how;
+  how.SubcarrierSpacing = recordSpacing_Hz;
+  how.NumSignals = forcedCount(forced);
+  how.Threads = threads;
+  return how;
+}
+
+/// All records of the same length, one behind the other.
+inline Answer byRanger(flightpath::Ranger& ranger, const Record& rows, std::size_t count) {
+  const flightpath::PathSet found = ranger.estimate(rows.data(), count);
+  Answer answer;
+  append(answer, found.Offsets);
+  append(answer, found.Distances);
+  append(answer, found.TimesOfFlight);
+  append(answer, found.PeakValues);
+  append(answer, found.NumSignals);
+  return answer;
+}
+
+inline Answer byRanger(const Record& x, int forced) {
+  flightpath::Ranger ranger(static_cast<std::uint32_t>(x.size()), rangingOptions(forced, 1));
+  return byRanger(ranger, x, 1);
+}
+
+/// The settings of every route, made before any mode is set: a grid is the caller's arithmetic.
+struct RouteCalls {
+  std::vector<ToFEstimationParameters> tof;
+  std::vector<MUSICParameters> oneDimensional;
+
+  explicit RouteCalls(int N) {
+    for (const RouteSettings& route : allRoutes) {
+      tof.push_back(tofParametersFor(route, N));
+      oneDimensional.push_back(parametersFor(route, N));
+    }
+  }
+};
+
+inline constexpr std::array<int, 4> hostForcedCounts = {-1, 1, 2, 3};
+
+/// What every entry point says of one record.
+inline std::vector<Answer> allAnswers(const Record& x, const RouteCalls& routes) {
+  std::vector<Answer> answers;
+  for (const int forced : hostForcedCounts) {
+    answers.push_back(byEntryPoint(x, forced));
+    answers.push_back(byRanger(x, forced));
+  }
+  for (const ToFEstimationParameters& parameters : routes.tof) {
+    answers.push_back(byMUSICToF(x, parameters));
+  }
+  for (const MUSICParameters& parameters : routes.oneDimensional) {
+    answers.push_back(byMUSIC1D(x, parameters));
+  }
+  return answers;
+}
+
+inline std::vector<Record> ordinaryRecords(int N) {
+  std::vector<Record> records;
+  for (const double snr_dB : {10.0, 30.0, noNoise}) {
+    for (const int numPaths : {1, 2, 3}) {
+      records.push_back(ordinaryRecord(N, numPaths, snr_dB, 17));
+    }
+  }
+  return records;
+}
+
+}  // namespace support

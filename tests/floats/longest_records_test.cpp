@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+#include "flightpath/api/music_parameters.h"
+#include "flightpath/music/music_result.h"
+#include "flightpath/ranging/ranger.h"
+#include "flightpath/spectrum/estimator.h"
+#include "tests/floats/limited_allocation.h"
+#include "tests/floats/records.h"
+#include "tests/support/builders.h"
+
+using support::estimateRecord;
+using support::Record;
+
+namespace {
+
+Record longRecord(std::size_t N) { return Record(N, {1.0F, 0.5F}); }
+
+void estimateUnsmoothed(std::size_t N) {
+  const float one = 1.0F;
+  const int given[] = {1, 1};
+  MUSICParameters p;
+  p.init({}, &one, given, 0, 1, 0, 1e-4F, 1e-5F);
+  MUSICResult result;
+  MUSICLib().MUSIC1D(support::column(longRecord(N)), &p, &result);
+}
+
+/// Takes nothing unless the limit stands: without it the tests would bring the machine down.
+class LongestRecords : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(support::largeBlocksAreRefused());
+    support::largestBlockWanted() = 0;
+  }
+};
+
+}  // namespace
+
+// All forms: a sanitizer's runtime brings its own of each that is missing. Kept out of line, since
+// the compiler warns where it sees through one of a pair only.
+[[gnu::noinline]] void* operator new(std::size_t bytes) { return support::allocateOrThrow(bytes); }
+[[gnu::noinline]] void* operator new[](std::size_t bytes) {
+  return support::allocateOrThrow(bytes);
+}
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return support::allocateWithin(bytes);
+}
+[[gnu::noinline]] void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+  return support::allocateWithin(bytes);
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete[](void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+
+// L = round(0.75 N): 46341^2 is the first square above 2147483647.
+TEST_F(LongestRecords, CovarianceBeyondAnArrayIsALengthError) {
+  struct Row {
+    std::size_t N;
+    const char* why;
+  };
+  const Row table[] = {{61788, "L = 46341, the first"}, {65535, "the longest"}};
+  for (const Row& row : table) {
+    for (const int forced : {-1, 0, 1, 3, 255}) {
+      support::largestBlockWanted() = 0;
+      EXPECT_THROW(estimateRecord(longRecord(row.N), forced), std::length_error) << row.why;
+      EXPECT_LT(support::largestBlockWanted(), std::size_t{16} << 20U)
+          << row.why << ": refused, not tried";
+    }
+  }
+}
+
+// L = 46340: 17 GB of covariance. Where the machine has them not, the caller hears of it.
+TEST_F(LongestRecords, CovarianceBeyondTheMachineIsABadAlloc) {
+  support::largestBlockWanted() = 0;
+  EXPECT_THROW(estimateRecord(longRecord(61787), 1), std::bad_alloc);
+  EXPECT_GE(support::largestBlockWanted(), std::size_t{46340} * 46340 * sizeof(creal32_T));
+}
+
+// Without smoothing the covariance is N x N.
+TEST_F(LongestRecords, OuterProductBeyondAnArrayIsALengthError) {
+  EXPECT_THROW(estimateUnsmoothed(65535), std::length_error);
+  EXPECT_THROW(estimateUnsmoothed(46341), std::length_error);
+  EXPECT_THROW(estimateUnsmoothed(46340), std::bad_alloc);
+}
+
+// Half the order of the structured engine's matrix is K = 16385: its blocks of K^2 doubles and more.
+TEST_F(LongestRecords, RangerBeyondTheMachineIsABadAlloc) {
+  flightpath::RangingOptions how;
+  how.SubcarrierSpacing = support::recordSpacing_Hz;
+  for (const unsigned threads : {1U, 3U}) {
+    how.Threads = threads;
+    support::largestBlockWanted() = 0;
+    EXPECT_THROW(flightpath::Ranger(65535, how), std::bad_alloc) << threads;
+    EXPECT_GE(support::largestBlockWanted(), std::size_t{16385} * 16385 * sizeof(double))
+        << threads;
+  }
+  how.NumSignals = 1;
+  EXPECT_THROW(flightpath::Ranger(65535, how), std::bad_alloc) << "the closed form alone too";
+}
