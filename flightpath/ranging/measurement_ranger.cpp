@@ -70,7 +70,7 @@ bool allFinite(const creal32_T* samples, int N) {
 }
 
 /// What brings the largest part of a sample to within 1 ... 2, exactly; 1 where all are zero. Powers of
-/// the matrix then stay far from the ends of double's range, whatever the samples' unit.
+/// the matrix, and products of samples, then stay far from the ends of their range, whatever the unit.
 double powerOfTwoScale(const creal32_T* samples, int n) {
   float largest = 0.0F;
   for (int k = 0; k < n; ++k) {
@@ -122,6 +122,7 @@ MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
   eigenvalues_.resize(order);
   lapackWork_.resize(3 * order);
   leading_.reserve(order);
+  scaled_.resize(static_cast<std::size_t>(N));
   re_.resize(static_cast<std::size_t>(gram_.L()));
   im_.resize(re_.size());
 
@@ -342,7 +343,11 @@ void MeasurementRanger::refine(float coarse) {
 }
 
 void MeasurementRanger::reportPhaseSlope(const creal32_T* samples) {
-  const float frequency = phaseSlopeFrequency({samples, static_cast<std::size_t>(N_)}, phaseSteps_);
+  const double scale = powerOfTwoScale(samples, N_);
+  std::transform(samples, samples + N_, scaled_.begin(), [scale](creal32_T z) -> creal32_T {
+    return {static_cast<float>(scale * z.re), static_cast<float>(scale * z.im)};
+  });
+  const float frequency = phaseSlopeFrequency(scaled_, phaseSteps_);
   paths_.push_back({frequency, 1.0F});
 }
 

@@ -83,6 +83,7 @@ class MeasurementRanger {
   PeakWork peakWork_;
   coder::array<float, 1> heights_;
   coder::array<double, 1> positions_;
+  std::vector<creal32_T> scaled_;  // samples for the phase slope
   coder::array<float, 1> phaseSteps_;
   std::vector<FoundPath> paths_;
 };

@@ -373,6 +373,22 @@ TEST(Ranger, TheUnitOfTheSamplesDoesNotMatter) {
   }
 }
 
+// EXACT: powers of two only move the exponent, and the closed form takes angles.
+TEST(Ranger, TheUnitOfTheSamplesDoesNotMatterToTheClosedForm) {
+  const Samples x = channel({{60e-9, 1.0, 0.2}}, 64, 30.0, 9);
+  const PathSet expected = estimateAlone(x, options());
+  ASSERT_EQ(expected.PeakValues, std::vector<float>{1.0F});
+  for (const float factor : {0x1p-100F, 0x1p-60F, 0x1p60F, 0x1p120F}) {
+    Samples scaled = x;
+    for (creal32_T& z : scaled) {
+      z = {z.re * factor, z.im * factor};
+    }
+    const PathSet found = estimateAlone(scaled, options());
+    EXPECT_EQ(found.Distances, expected.Distances) << factor;
+    EXPECT_EQ(found.NumSignals, expected.NumSignals) << factor;
+  }
+}
+
 TEST(Ranger, OneThatWasMovedFromSaysSo) {
   Ranger first(16, options());
   const Ranger second(std::move(first));
