@@ -1,5 +1,6 @@
 #include "flightpath/spectrum/fftw_calls.h"
 
+#include <dlfcn.h>
 #include <fftw3.h>
 
 #include <type_traits>
@@ -12,6 +13,22 @@ namespace {
 static_assert(forward == FFTW_FORWARD);
 static_assert(estimatePreservingInput == (FFTW_ESTIMATE | FFTW_PRESERVE_INPUT));
 static_assert(sizeof(creal32_T) == sizeof(fftwf_complex));
+
+/// Keeps FFTW in the process when this library is unloaded: the next one finds the planner as it
+/// was. FFTW itself gives back what its planner holds, some 170 KB, in fftwf_cleanup alone, and that
+/// would take the host's plans with it. Where FFTW is part of the program, it stays anyway.
+bool keepFFTWLoaded() {
+  Dl_info info = {};
+  if (dladdr(reinterpret_cast<void*>(&fftwf_execute_dft), &info) == 0) {
+    return false;
+  }
+  void* const handle = dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  return handle != nullptr && dlclose(handle) == 0;
+}
+
+// While the library is loaded, when the loader's lock is this thread's: a first plan that waited
+// for it could wait for a thread that loads and plans.
+[[maybe_unused]] const bool keptFFTWLoaded = keepFFTWLoaded();
 
 class PlanningLock {
  public:
