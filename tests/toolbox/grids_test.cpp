@@ -11,10 +11,17 @@
 #include "flightpath/runtime/nonfinite.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/slow_grid.h"
 
 using coder::array;
 using support::row;
 using support::sameBits;
+using support::grid::Form;
+using support::grid::fromFirst;
+using support::grid::rounded;
+using support::grid::slowGrid;
+using support::grid::symmetric;
+using support::grid::withoutDifference;
 
 namespace {
 
@@ -33,44 +40,6 @@ array<double, 2> grid(double d2, double n) {
   array<double, 2> y = row({9.0, 9.0, 9.0});
   coder::linspace(d2, n, y);
   return y;
-}
-
-/// One float operation: its operands are floats, its double result is rounded once more, which for
-/// the four basic operations gives the correctly rounded float.
-float rounded(double value) { return static_cast<float>(value); }
-
-/// Inner point k (counted from 1) of N by each of the three forms.
-using Form = float (*)(float d1, float d2, std::int64_t k, std::int64_t n);
-
-float symmetric(float, float d2, std::int64_t k, std::int64_t n) {
-  const float delta = rounded(double{d2} / rounded(static_cast<double>(n - 1)));
-  if (2 * k == n + 1) {
-    return 0.0F;
-  }
-  return rounded(double{rounded(static_cast<double>(2 * k - n - 1))} * delta);
-}
-
-float withoutDifference(float d1, float d2, std::int64_t k, std::int64_t n) {
-  const auto intervals = static_cast<double>(n - 1);
-  const double steps = rounded(static_cast<double>(k - 1));
-  const float rise = rounded(steps * rounded(d2 / intervals));
-  const float fall = rounded(steps * rounded(d1 / intervals));
-  return rounded(double{rounded(double{d1} + rise)} - fall);
-}
-
-float fromFirst(float d1, float d2, std::int64_t k, std::int64_t n) {
-  const float difference = rounded(double{d2} - d1);
-  const float delta = rounded(difference / double{rounded(static_cast<double>(n - 1))});
-  const float steps = rounded(static_cast<double>(k - 1));
-  return rounded(double{rounded(double{steps} * delta)} + d1);
-}
-
-array<float, 2> slowGrid(Form form, float d1, float d2, int n) {
-  std::vector<float> y;
-  for (int k = 1; k <= n; ++k) {
-    y.push_back(k == n ? d2 : k == 1 ? d1 : form(d1, d2, k, n));
-  }
-  return row(y);
 }
 
 template <class T>
@@ -168,9 +137,9 @@ TEST(FloatGrid, TakesTheFormThatItsEndsCallFor) {
     std::vector<bool> differs(r.others.size());
     for (int n = 3; n <= 300; ++n) {
       const array<float, 2> y = grid(r.d1, r.d2, static_cast<float>(n));
-      ASSERT_TRUE(sameBits(y, slowGrid(r.form, r.d1, r.d2, n))) << r.why << ", " << n;
+      ASSERT_TRUE(sameBits(y, row(slowGrid(r.form, r.d1, r.d2, n)))) << r.why << ", " << n;
       for (std::size_t k = 0; k < r.others.size(); ++k) {
-        differs[k] = differs[k] || !sameBits(y, slowGrid(r.others[k], r.d1, r.d2, n));
+        differs[k] = differs[k] || !sameBits(y, row(slowGrid(r.others[k], r.d1, r.d2, n)));
       }
     }
     EXPECT_EQ(differs, std::vector<bool>(r.others.size(), true)) << r.why;

@@ -13,29 +13,13 @@
 #include "flightpath/runtime/nonfinite.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/slow_sum.h"
 
 using coder::array;
 using support::sameBits;
+using support::slowBlockedSum;
 
 namespace {
-
-/// Sum in blocks of `block`: every element is sent to its block's total, then the totals are added.
-float slowBlockedSum(const std::vector<float>& x, std::size_t block) {
-  std::vector<float> totals;
-  for (std::size_t k = 0; k < x.size(); ++k) {
-    if (k % block == 0) {
-      totals.push_back(x[k]);
-    } else {
-      // Both addends and their sum fit a double well enough for the second rounding to be harmless.
-      totals.back() = static_cast<float>(static_cast<double>(totals.back()) + x[k]);
-    }
-  }
-  float sum = totals.empty() ? 0.0F : totals.front();
-  for (std::size_t b = 1; b < totals.size(); ++b) {
-    sum += totals[b];
-  }
-  return sum;
-}
 
 /// Values of very different sizes: nearly every addition rounds.
 std::vector<float> roundingValues(std::size_t n, std::uint64_t seed) {

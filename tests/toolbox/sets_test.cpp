@@ -10,20 +10,16 @@
 
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/slow_union.h"
 
 using coder::array;
+using support::slowUnite;
+using support::Union;
 
 namespace {
 
 constexpr int lowest = std::numeric_limits<int>::min();
 constexpr int highest = std::numeric_limits<int>::max();
-
-struct Union {
-  std::vector<int> c;
-  std::vector<int> ia;
-  std::vector<int> ib;
-  bool operator==(const Union&) const = default;
-};
 
 Union unite(const std::vector<int>& a, const std::vector<int>& b) {
   array<int, 1> c = support::column(std::vector<int>(20, -7));
@@ -31,24 +27,6 @@ Union unite(const std::vector<int>& a, const std::vector<int>& b) {
   array<int, 1> ib = support::column({-7});
   coder::do_vectors(support::column(a), support::column(b), c, ia, ib);
   return {support::toVector(c), support::toVector(ia), support::toVector(ib)};
-}
-
-/// 1-based position of the first element equal to `value`, 0 for none.
-int positionIn(const std::vector<int>& values, int value) {
-  const auto found = std::ranges::find(values, value);
-  return found == values.end() ? 0 : static_cast<int>(found - values.begin()) + 1;
-}
-
-Union slowUnite(const std::vector<int>& a, const std::vector<int>& b) {
-  std::set<int> all(a.begin(), a.end());
-  all.insert(b.begin(), b.end());
-  Union result;
-  for (const int value : all) {
-    result.c.push_back(value);
-    const int inA = positionIn(a, value);
-    (inA > 0 ? result.ia : result.ib).push_back(inA > 0 ? inA : positionIn(b, value));
-  }
-  return result;
 }
 
 /// Every ascending vector of the values, each used at most twice.

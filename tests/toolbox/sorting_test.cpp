@@ -14,26 +14,15 @@
 #include "flightpath/runtime/nonfinite.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/slow_sort.h"
 
 using coder::array;
+using support::sortedPositions;
 
 namespace {
 
 /// A NaN that can be told from its fellows by its bits.
 float numberedNaN(std::uint32_t payload) { return std::bit_cast<float>(0x7FC00000U + payload); }
-
-/// The 1-based positions in sorted order: numbers by the library's stable sort, NaNs kept apart.
-template <class Before>
-std::vector<int> sortedPositions(const std::vector<float>& x, Before before, bool nansFirst) {
-  std::vector<int> positions(x.size());
-  std::iota(positions.begin(), positions.end(), 1);
-  const auto value = [&](int p) { return x[static_cast<std::size_t>(p - 1)]; };
-  const auto middle = std::stable_partition(
-      positions.begin(), positions.end(), [&](int p) { return std::isnan(value(p)) == nansFirst; });
-  std::stable_sort(nansFirst ? middle : positions.begin(), nansFirst ? positions.end() : middle,
-                   [&](int left, int right) { return before(value(left), value(right)); });
-  return positions;
-}
 
 std::vector<std::uint32_t> bitsAt(const std::vector<float>& x, const std::vector<int>& positions) {
   std::vector<std::uint32_t> bits;
