@@ -1,0 +1,23 @@
+#pragma once
+
+/// The FFT plans that exist, and a planner that refuses the k-th real one.
+///
+/// Plans live in the FFT library's own memory, which the counted operator new does not see.
+namespace refusal {
+
+/// Plans of both kinds that were made and not destroyed.
+int livePlans();
+
+/// While one lives, the k-th request for a real plan from now on gets a null plan.
+class RefusingRealPlanner {
+ public:
+  explicit RefusingRealPlanner(int k);
+  ~RefusingRealPlanner();
+  RefusingRealPlanner(const RefusingRealPlanner&) = delete;
+  RefusingRealPlanner& operator=(const RefusingRealPlanner&) = delete;
+
+  /// Whether there was a k-th request.
+  static bool refused();
+};
+
+}  // namespace refusal
