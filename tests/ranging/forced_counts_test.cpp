@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <random>
+#include <vector>
+
+#include "simulated_channel.h"
+#include "tests/support/ranging.h"
+
+/// Forced counts on both sides of the block of six that the iteration starts with.
+namespace {
+
+using support::spacing_Hz;
+
+constexpr int N = 128;
+constexpr double cell_s = 1.0 / (N * spacing_Hz);  // the resolution
+
+/// Paths four cells apart, all in the first half of the unambiguous range. The strongest six stand so
+/// far above the others that a block of six settles without them.
+std::vector<SimulatedPath> sixStrongOnesFirst(int count) {
+  std::vector<SimulatedPath> paths;
+  paths.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    paths.push_back({(4.0 + 4.0 * i) * cell_s, i < 6 ? 1.0 : 0.03, 0.7 * i * i});
+  }
+  return paths;
+}
+
+}  // namespace
+
+// MODEL: every path within a tenth of the resolution.
+TEST(ForcedCounts, FindTheWeakPathsBehindTheStrongOnes) {
+  for (const int count : {2, 5, 6, 7, 8, 10, 15}) {
+    std::mt19937_64 random(static_cast<unsigned>(count));
+    const std::vector<SimulatedPath> paths = sixStrongOnesFirst(count);
+    const support::Samples x = simulateChannel(paths, {N, spacing_Hz, 60.0}, random);
+    const support::PathSet found =
+        support::estimateAlone(x, support::options(static_cast<unsigned char>(count)));
+    ASSERT_EQ(found.TimesOfFlight.size(), paths.size()) << count << " paths";
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+      EXPECT_NEAR(found.TimesOfFlight[i], paths[i].delay_s, 0.1 * cell_s) << count << " paths";
+    }
+  }
+}

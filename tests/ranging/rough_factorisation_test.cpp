@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "flightpath/ranging/real_gram.h"
+#include "flightpath/toolbox/lapack.h"
+#include "simulated_channel.h"
+#include "tests/support/ranging.h"
+
+/// From order 256 on the Ranger's determinant is tried in single precision before double.
+namespace {
+
+using support::Samples;
+using support::spacing_Hz;
+
+constexpr int N = 507;  // the fewest samples that give this order
+constexpr int L = 380;  // round(0.75 N)
+
+std::vector<double> allEigenvalues(const Samples& x) {
+  flightpath::RealGram gram(N, L);
+  gram.form(x.data());
+  const auto n = static_cast<std::size_t>(gram.order());
+  std::vector<double> A(gram.matrix().begin(), gram.matrix().end());
+  std::vector<double> ascending(n);
+  std::vector<double> work(3 * n);
+  EXPECT_EQ(
+      flightpath::lapack::symmetricEigen(gram.order(), A.data(), ascending.data(), work.data()), 0);
+  return {ascending.rbegin(), ascending.rend()};
+}
+
+/// The k of the smallest Q(k) = (2m - k + 1) k / 2 + (m - k) log(AM / GM), every k tried.
+int countByAll(const std::vector<double>& descending) {
+  const auto m = static_cast<double>(descending.size());
+  int best = 0;
+  double least = std::numeric_limits<double>::infinity();
+  for (std::size_t k = 0; k < descending.size(); ++k) {
+    double sum = 0.0;
+    double logs = 0.0;
+    for (std::size_t i = k; i < descending.size(); ++i) {
+      sum += descending[i];
+      logs += std::log(descending[i]);
+    }
+    const double left = m - static_cast<double>(k);
+    const double penalty = 0.5 * (m + left + 1.0) * static_cast<double>(k);
+    const double Q = penalty + left * std::log(sum / left) - logs;
+    if (Q < least) {
+      least = Q;
+      best = static_cast<int>(k);
+    }
+  }
+  return best;
+}
+
+/// `count` equal paths five cells apart: a cell is the resolution, 1 / (N spacing).
+std::vector<SimulatedPath> pathsWellApart(int count) {
+  std::vector<SimulatedPath> paths;
+  paths.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    paths.push_back({(10.0 + 5.0 * i) / (N * spacing_Hz), 1.0, 0.9 * i});
+  }
+  return paths;
+}
+
+Samples measure(int numPaths, double snr_dB, std::uint64_t seed) {
+  std::mt19937_64 random(seed);
+  return simulateChannel(pathsWellApart(numPaths), {N, spacing_Hz, snr_dB}, random);
+}
+
+float countOf(const Samples& x) {
+  return support::estimateAlone(x, support::options()).NumSignals.at(0);
+}
+
+}  // namespace
+
+TEST(RoughFactorisation, BeginsAtOrder256) {
+  EXPECT_EQ(flightpath::RealGram(N, L).order(), 256);
+  EXPECT_EQ(std::round(0.75 * N), L);
+}
+
+// EXACT: the count that the criterion gives with every eigenvalue in double.
+TEST(RoughFactorisation, CountsAsAllEigenvaluesDo) {
+  for (const double snr_dB : {-10.0, 10.0, 30.0}) {
+    for (const int numPaths : {0, 1, 2, 5}) {
+      const Samples x = measure(numPaths, snr_dB, 3);
+      EXPECT_EQ(countOf(x), static_cast<float>(countByAll(allEigenvalues(x))))
+          << numPaths << " paths at " << snr_dB << " dB";
+    }
+  }
+}
+
+// EXACT: single precision sees a pivot near its own rounding, and double decides.
+TEST(RoughFactorisation, WhereNoiseIsBelowSinglePrecisionDoubleCounts) {
+  for (const double snr_dB : {50.0, 70.0, 90.0}) {
+    const Samples x = measure(3, snr_dB, 4);
+    const std::vector<double> eigenvalues = allEigenvalues(x);
+    ASSERT_LT(eigenvalues.back(), 3e-5 * eigenvalues.front()) << "the case is none";
+    EXPECT_EQ(countOf(x), static_cast<float>(countByAll(eigenvalues))) << snr_dB << " dB";
+    EXPECT_EQ(countOf(x), 3.0F) << snr_dB << " dB";
+  }
+}
+
+// MODEL: each path within a tenth of the resolution.
+TEST(RoughFactorisation, FindsThePathsWithAndWithoutNoise) {
+  const double resolution_m = support::speedOfLight_mps / (N * spacing_Hz);
+  for (const double snr_dB : {30.0, std::numeric_limits<double>::infinity()}) {
+    const auto found = support::estimateAlone(measure(3, snr_dB, 5), support::options());
+    ASSERT_EQ(found.Distances.size(), 3U) << snr_dB << " dB";
+    for (std::size_t i = 0; i < 3; ++i) {
+      const double delay_s = pathsWellApart(3)[i].delay_s;
+      EXPECT_NEAR(found.Distances[i], delay_s * support::speedOfLight_mps, 0.1 * resolution_m);
+    }
+  }
+}
