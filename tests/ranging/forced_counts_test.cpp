@@ -21,7 +21,7 @@ std::vector<SimulatedPath> sixStrongOnesFirst(int count) {
   std::vector<SimulatedPath> paths;
   paths.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
-    paths.push_back({(4.0 + 4.0 * i) * cell_s, i < 6 ? 1.0 : 0.03, 0.7 * i * i});
+    paths.push_back({(4.0 + 4.0 * i) * cell_s, i < 6 ? 1.0 : 0.01, 0.7 * i * i});
   }
   return paths;
 }
@@ -33,7 +33,7 @@ TEST(ForcedCounts, FindTheWeakPathsBehindTheStrongOnes) {
   for (const int count : {2, 5, 6, 7, 8, 10, 15}) {
     std::mt19937_64 random(static_cast<unsigned>(count));
     const std::vector<SimulatedPath> paths = sixStrongOnesFirst(count);
-    const support::Samples x = simulateChannel(paths, {N, spacing_Hz, 60.0}, random);
+    const support::Samples x = simulateChannel(paths, {N, spacing_Hz, 70.0}, random);
     const support::PathSet found =
         support::estimateAlone(x, support::options(static_cast<unsigned char>(count)));
     ASSERT_EQ(found.TimesOfFlight.size(), paths.size()) << count << " paths";
