@@ -24,7 +24,8 @@ struct Intermediate {
     coarseResolution = 1.0F / (30.0F * static_cast<float>(x.numel));
     flightpath::coarseFrequencies(&estimator, signal, numSignals, coarseResolution, spectrum,
                                   coarse);
-    flightpath::evenCandidates(coarse, coarseResolution, coarseResolution / 50.0F, candidates);
+    flightpath::evenCandidates(coarse, coarseResolution, coarseResolution / 50.0F, noise.size[0],
+                               candidates);
   }
 
   MUSICLib estimator;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 #include "flightpath/runtime/array.h"
@@ -19,10 +20,10 @@ void fineOffsets(float coarseResolution, float fineResolution, coder::array<floa
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to
 /// +coarseResolution, 2 coarseResolution / fineResolution + 1 of them.
 ///
-/// Errors: std::length_error for more than an array can hold; where the offsets alone are too many
-/// it names the resolutions.
+/// Errors: std::length_error, naming the resolutions, for more candidates than an array can hold, and
+/// for more than the steering vectors of one peak can have, which take M elements each.
 void evenCandidates(const coder::array<float, 1>& coarse, float coarseResolution,
-                    float fineResolution, coder::array<float, 2>& candidates);
+                    float fineResolution, std::int32_t M, coder::array<float, 2>& candidates);
 
 /// candidates(:, k) := the first m points of the caller's grid, in grid order, that lie closer than
 /// coarseResolution to coarse(k); m is the smallest number of such points over all peaks.

@@ -62,7 +62,8 @@ void searchByFFT(MUSICLib* obj, array<creal32_T, 2>& eigenvectors, float numSign
   if (onGrid) {
     gridCandidates(coarse, settings.grid, settings.coarseResolution, candidates);
   } else {
-    evenCandidates(coarse, settings.coarseResolution, settings.fineResolution, candidates);
+    evenCandidates(coarse, settings.coarseResolution, settings.fineResolution, noise.size[0],
+                   candidates);
   }
   refine(noise, candidates, report.pseudoSpectrum, report.freqs, report.peakValues);
   setRow(report.scannedFreqs, elements(candidates));

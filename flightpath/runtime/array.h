@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -101,6 +102,12 @@ class array {
     return i + static_cast<std::ptrdiff_t>(j) * size[0];
   }
 
+  [[noreturn]] static void refuse(const Extents& extents) {
+    throw std::length_error("coder::array: " + std::to_string(extents.size[0]) + " x " +
+                            std::to_string(extents.size[N - 1]) +
+                            " elements; the most is 2147483647");
+  }
+
   static std::int32_t product(const Extents& extents) {
     std::int64_t n = 1;
     for (const std::int32_t extent : extents.size) {
@@ -110,7 +117,7 @@ class array {
       n *= extent;
     }
     if (n > maxNumel) {
-      throw std::length_error("coder::array: more than 2147483647 elements");
+      refuse(extents);
     }
     return static_cast<std::int32_t>(n);
   }

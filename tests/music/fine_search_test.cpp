@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "flightpath/runtime/nonfinite.h"
+#include "tests/support/array_allocations.h"
 #include "tests/support/builders.h"
 #include "tests/support/call_counter.h"
 #include "tests/support/same_bits.h"
@@ -21,7 +22,7 @@ namespace {
 
 array<float, 2> even(const array<float, 1>& coarse, float coarseResolution, float fineResolution) {
   array<float, 2> candidates = support::row({9.0F, 9.0F});
-  flightpath::evenCandidates(coarse, coarseResolution, fineResolution, candidates);
+  flightpath::evenCandidates(coarse, coarseResolution, fineResolution, 1, candidates);
   return candidates;
 }
 
@@ -150,6 +151,49 @@ TEST(EvenCandidates, TooManyAreRefused_NamingTheResolution_AlsoWithoutACoarsePea
       }
     }
   }
+}
+
+// The largest of the arrays to come is refused before a byte is taken for any: with M = 48 each point
+// brings 48 elements of steering vectors, with 60 peaks 60 candidates.
+TEST(EvenCandidates, TooManyForWhatIsMadeOfThem_AreRefusedBeforeMemoryIsTaken) {
+  struct Row {
+    int M;
+    int peaks;
+    float fine;
+    const char* why;
+  };
+  const Row rows[] = {
+      {48, 3, 1e-8F, "200,000,001 points, 9.6e9 steering elements"},
+      {48, 60, 5e-8F, "40,000,001 points, 2.4e9 candidates"},
+      {33038210, 1, 0x1p-5F, "65 points, one more than such steering vectors have"}};
+  for (const Row& row : rows) {
+    array<float, 1> coarse;
+    coarse.set_size(row.peaks);
+    array<float, 2> candidates = support::row({9.0F});
+    const support::AllocationWatch watch;
+    try {
+      flightpath::evenCandidates(coarse, 1.0F, row.fine, row.M, candidates);
+      ADD_FAILURE() << row.why;
+    } catch (const std::length_error& error) {
+      EXPECT_NE(std::string(error.what()).find("FineResolution"), std::string::npos)
+          << error.what();
+    }
+    EXPECT_EQ(watch.made(), 0) << row.why;
+    EXPECT_TRUE(sameBits(candidates, support::row({9.0F}))) << row.why;
+  }
+}
+
+TEST(EvenCandidates, WithoutACoarsePeakTheSteeringVectorsDoNotCount) {
+  array<float, 2> candidates;
+  flightpath::evenCandidates({}, 1.0F, 0x1p-5F, 33038210, candidates);
+  EXPECT_EQ(candidates.size[0], 65);
+  EXPECT_EQ(candidates.size[1], 0);
+}
+
+TEST(EvenCandidates, AsManyAsFitAreMade) {
+  array<float, 2> candidates;
+  flightpath::evenCandidates(column({0.0F}), 1.0F, 0x1p-5F, 33038209, candidates);
+  EXPECT_EQ(candidates.size[0], 65);
 }
 
 TEST(EvenCandidates, WithoutACoarsePeakThereIsNoColumn) {

@@ -353,6 +353,16 @@ TEST(ArrayExtents, ImpossibleOnesAreLengthErrorsAndChangeNothing) {
   EXPECT_TRUE(isNumbered(a, 0, 4));
 }
 
+TEST(ArrayExtents, TooManyElementsAreRefusedByTheNamesOfTheExtents) {
+  array<float, 2> a;
+  try {
+    a.set_size(46341, 65536);
+    ADD_FAILURE() << "not refused";
+  } catch (const std::length_error& error) {
+    EXPECT_STREQ(error.what(), "coder::array: 46341 x 65536 elements; the most is 2147483647");
+  }
+}
+
 TEST(ArrayExtents, NegativeColumnLengthIsALengthErrorAndChangesNothing) {
   array<int, 1> a = support::column({1, 2, 3});
   const Members before(a);
