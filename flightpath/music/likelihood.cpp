@@ -14,9 +14,6 @@ namespace {
 
 /// The eigenvalues behind the first k, up to the M-th; none for k + 1 > M.
 std::span<const float> weakest(const coder::array<float, 1>& lambda, double k, double M) {
-  if (k + 1.0 > M) {
-    return {};
-  }
   const int first = flightpath::truncateWithin(k, 0, lambda.numel);
   const int count = flightpath::truncateWithin(M - k, 0, lambda.numel - first);
   return flightpath::elements(lambda).subspan(static_cast<std::size_t>(first),

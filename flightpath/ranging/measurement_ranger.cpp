@@ -1,6 +1,7 @@
 #include "flightpath/ranging/measurement_ranger.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <iterator>
 #include <limits>
@@ -79,19 +80,17 @@ double powerOfTwoScale(const creal32_T* samples, int n) {
   return largest == 0.0F ? 1.0 : std::ldexp(1.0, -std::ilogb(largest));
 }
 
-/// The sum of term(v) over y, in sums side by side: one alone would wait for itself at every addition.
+/// The sum of term(v) over a coarse grid, in sums side by side: one alone would wait for itself at
+/// every addition. A coarse grid has a power of two of points, at least 32.
 template <class Term>
 double sumOf(std::span<const float> y, Term term) {
   constexpr std::size_t lanes = 8;
+  assert(y.size() % lanes == 0);
   double sums[lanes] = {};
-  std::size_t i = 0;
-  for (; i + lanes <= y.size(); i += lanes) {
+  for (std::size_t i = 0; i < y.size(); i += lanes) {
     for (std::size_t lane = 0; lane < lanes; ++lane) {
       sums[lane] += term(y[i + lane]);
     }
-  }
-  for (; i < y.size(); ++i) {
-    sums[0] += term(y[i]);
   }
   return std::accumulate(std::begin(sums), std::end(sums), 0.0);
 }
