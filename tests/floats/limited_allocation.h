@@ -5,10 +5,12 @@
 #include <cstdlib>
 #include <new>
 
+#include "tests/support/replaced_new.h"
+
 /// The global allocation, replaced by one that has no large blocks: the work space of the longest
 /// records is more than most machines have, and must be refused here rather than there.
 ///
-/// A program has one such allocation: one of its sources defines the operators by these functions.
+/// A program has one such allocation: one of its sources includes this file.
 namespace support {
 
 inline constexpr std::size_t largestBlock = std::size_t{256} << 20U;
@@ -19,20 +21,14 @@ inline std::atomic<std::size_t>& largestBlockWanted() {
   return bytes;
 }
 
-inline void* allocateWithin(std::size_t bytes) noexcept {
+inline void* takeBlock(std::size_t bytes, std::size_t alignment, WhenRefused) noexcept {
   std::size_t largest = largestBlockWanted();
   while (bytes > largest && !largestBlockWanted().compare_exchange_weak(largest, bytes)) {
   }
-  return bytes > largestBlock ? nullptr : std::malloc(bytes > 0 ? bytes : 1);
+  return bytes > largestBlock ? nullptr : mallocBlock(bytes, alignment);
 }
 
-inline void* allocateOrThrow(std::size_t bytes) {
-  void* const block = allocateWithin(bytes);
-  if (block == nullptr) {
-    throw std::bad_alloc();
-  }
-  return block;
-}
+inline void giveBlockBack(void* block) noexcept { std::free(block); }
 
 /// Whether this allocation is the one in use, for single objects and for arrays. Blocks of this size
 /// are untouched, so that finding out costs no memory.

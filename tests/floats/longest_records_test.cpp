@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 #include <stdexcept>
 
@@ -39,23 +38,6 @@ class LongestRecords : public testing::Test {
 };
 
 }  // namespace
-
-// All forms: a sanitizer's runtime brings its own of each that is missing. Kept out of line, since
-// the compiler warns where it sees through one of a pair only.
-[[gnu::noinline]] void* operator new(std::size_t bytes) { return support::allocateOrThrow(bytes); }
-[[gnu::noinline]] void* operator new[](std::size_t bytes) {
-  return support::allocateOrThrow(bytes);
-}
-[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
-  return support::allocateWithin(bytes);
-}
-[[gnu::noinline]] void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
-  return support::allocateWithin(bytes);
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete[](void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 // L = round(0.75 N): 46341^2 is the first square above 2147483647.
 TEST_F(LongestRecords, CovarianceBeyondAnArrayIsALengthError) {

@@ -10,6 +10,7 @@
 
 #include "flightpath/ranging/ranger.h"
 #include "simulated_channel.h"
+#include "tests/support/replaced_new.h"
 
 // The global allocation of this program, replaced by one that counts.
 
@@ -17,54 +18,14 @@ namespace {
 
 std::atomic<int> allocations = 0;
 
-void* allocate(std::size_t bytes) noexcept {
-  ++allocations;
-  return std::malloc(bytes > 0 ? bytes : 1);
-}
-
-void* allocateAligned(std::size_t bytes, std::align_val_t alignment) noexcept {
-  ++allocations;
-  const auto step = static_cast<std::size_t>(alignment);
-  const std::size_t rounded = ((bytes > 0 ? bytes : 1) + step - 1) / step * step;
-  return std::aligned_alloc(step, rounded);
-}
-
-// Out of line: inlined beside an allocation that is not, it looks like a mismatch to the compiler.
-[[gnu::noinline]] void release(void* buffer) noexcept { std::free(buffer); }
-
-void* orThrow(void* buffer) {
-  if (buffer == nullptr) {
-    throw std::bad_alloc();
-  }
-  return buffer;
-}
-
 }  // namespace
 
-void* operator new(std::size_t n) { return orThrow(allocate(n)); }
-void* operator new[](std::size_t n) { return orThrow(allocate(n)); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
-void* operator new(std::size_t n, std::align_val_t a) { return orThrow(allocateAligned(n, a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return orThrow(allocateAligned(n, a)); }
-void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocateAligned(n, a);
+void* support::takeBlock(std::size_t bytes, std::size_t alignment, WhenRefused) noexcept {
+  ++allocations;
+  return mallocBlock(bytes, alignment);
 }
-void* operator new[](std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocateAligned(n, a);
-}
-void operator delete(void* p) noexcept { release(p); }
-void operator delete[](void* p) noexcept { release(p); }
-void operator delete(void* p, std::size_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t) noexcept { release(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
-void operator delete(void* p, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { release(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { release(p); }
-void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
-void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
+
+void support::giveBlockBack(void* block) noexcept { std::free(block); }
 
 namespace {
 

@@ -3,7 +3,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
-#include <new>
+
+#include "tests/support/replaced_new.h"
 
 namespace {
 
@@ -30,36 +31,6 @@ bool isRefused() {
   return refused;
 }
 
-void* counted(void* block) noexcept {
-  books.live += block != nullptr ? 1 : 0;
-  return block;
-}
-
-// From malloc, so that a sanitizer sees every block, its bounds and its loss.
-void* allocate(std::size_t bytes) noexcept {
-  return isRefused() ? nullptr : counted(std::malloc(bytes > 0 ? bytes : 1));
-}
-
-void* allocate(std::size_t bytes, std::align_val_t alignment) noexcept {
-  const auto step = static_cast<std::size_t>(alignment);
-  const std::size_t rounded = ((bytes > 0 ? bytes : 1) + step - 1) / step * step;
-  return isRefused() ? nullptr : counted(std::aligned_alloc(step, rounded));
-}
-
-void* orThrow(void* block) {
-  if (block == nullptr) {
-    ++books.refusedByThrowing;
-    throw std::bad_alloc();
-  }
-  return block;
-}
-
-// Out of line: inlined beside an allocation that is not, it looks like a mismatch to the compiler.
-[[gnu::noinline]] void release(void* block) noexcept {
-  books.live -= block != nullptr ? 1 : 0;
-  std::free(block);
-}
-
 }  // namespace
 
 namespace refusal {
@@ -83,27 +54,18 @@ long RefusingNew::refusedByThrowing() { return books.refusedByThrowing; }
 
 }  // namespace refusal
 
-void* operator new(std::size_t n) { return orThrow(allocate(n)); }
-void* operator new[](std::size_t n) { return orThrow(allocate(n)); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
-void* operator new(std::size_t n, std::align_val_t a) { return orThrow(allocate(n, a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return orThrow(allocate(n, a)); }
-void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocate(n, a);
+void* support::takeBlock(std::size_t bytes, std::size_t alignment,
+                         WhenRefused whenRefused) noexcept {
+  if (isRefused()) {
+    books.refusedByThrowing += whenRefused == WhenRefused::Throw ? 1 : 0;
+    return nullptr;
+  }
+  void* const block = mallocBlock(bytes, alignment);
+  books.live += block != nullptr ? 1 : 0;
+  return block;
 }
-void* operator new[](std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocate(n, a);
+
+void support::giveBlockBack(void* block) noexcept {
+  books.live -= block != nullptr ? 1 : 0;
+  std::free(block);
 }
-void operator delete(void* p) noexcept { release(p); }
-void operator delete[](void* p) noexcept { release(p); }
-void operator delete(void* p, std::size_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t) noexcept { release(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
-void operator delete(void* p, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { release(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { release(p); }
-void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
-void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { release(p); }
