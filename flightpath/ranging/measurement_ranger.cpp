@@ -70,14 +70,17 @@ bool allFinite(const creal32_T* samples, int N) {
                      [](creal32_T z) { return std::isfinite(z.re) && std::isfinite(z.im); });
 }
 
-/// What brings the largest part of a sample to within 1 ... 2, exactly; 1 where all are zero. Powers of
-/// the matrix, and products of samples, then stay far from the ends of their range, whatever the unit.
+/// What brings the largest part of a sample to within 1 ... 2, exactly; any power where all are zero.
+/// Powers of the matrix, and products of samples, then stay far from the ends of their range,
+/// whatever the unit.
 double powerOfTwoScale(const creal32_T* samples, int n) {
   float largest = 0.0F;
   for (int k = 0; k < n; ++k) {
     largest = std::max({largest, std::fabs(samples[k].re), std::fabs(samples[k].im)});
   }
-  return largest == 0.0F ? 1.0 : std::ldexp(1.0, -std::ilogb(largest));
+  int exponent = 0;
+  std::frexp(largest, &exponent);
+  return std::ldexp(1.0, 1 - exponent);
 }
 
 /// The sum of term(v) over a coarse grid, in sums side by side: one alone would wait for itself at
@@ -289,7 +292,7 @@ int MeasurementRanger::solveFully() {
     sums.trace += value;
     sums.logDeterminant += std::log(value);
   }
-  return countSignals(sums, leading_).value_or(0);
+  return countSignals(sums, leading_).value();  // no more are needed: these are all
 }
 
 void MeasurementRanger::formPolynomial(int numSignals) {

@@ -8,53 +8,20 @@
 #include <vector>
 
 #include "flightpath/ranging/real_gram.h"
-#include "flightpath/toolbox/lapack.h"
 #include "simulated_channel.h"
+#include "tests/ranging/full_decomposition.h"
 #include "tests/support/ranging.h"
 
 /// From order 256 on the Ranger's determinant is tried in single precision before double.
 namespace {
 
+using support::allEigenvalues;
+using support::countByAll;
 using support::Samples;
 using support::spacing_Hz;
 
 constexpr int N = 507;  // the fewest samples that give this order
 constexpr int L = 380;  // round(0.75 N)
-
-std::vector<double> allEigenvalues(const Samples& x) {
-  flightpath::RealGram gram(N, L);
-  gram.form(x.data());
-  const auto n = static_cast<std::size_t>(gram.order());
-  std::vector<double> A(gram.matrix().begin(), gram.matrix().end());
-  std::vector<double> ascending(n);
-  std::vector<double> work(3 * n);
-  EXPECT_EQ(
-      flightpath::lapack::symmetricEigen(gram.order(), A.data(), ascending.data(), work.data()), 0);
-  return {ascending.rbegin(), ascending.rend()};
-}
-
-/// The k of the smallest Q(k) = (2m - k + 1) k / 2 + (m - k) log(AM / GM), every k tried.
-int countByAll(const std::vector<double>& descending) {
-  const auto m = static_cast<double>(descending.size());
-  int best = 0;
-  double least = std::numeric_limits<double>::infinity();
-  for (std::size_t k = 0; k < descending.size(); ++k) {
-    double sum = 0.0;
-    double logs = 0.0;
-    for (std::size_t i = k; i < descending.size(); ++i) {
-      sum += descending[i];
-      logs += std::log(descending[i]);
-    }
-    const double left = m - static_cast<double>(k);
-    const double penalty = 0.5 * (m + left + 1.0) * static_cast<double>(k);
-    const double Q = penalty + left * std::log(sum / left) - logs;
-    if (Q < least) {
-      least = Q;
-      best = static_cast<int>(k);
-    }
-  }
-  return best;
-}
 
 /// `count` equal paths five cells apart: a cell is the resolution, 1 / (N spacing).
 std::vector<SimulatedPath> pathsWellApart(int count) {
