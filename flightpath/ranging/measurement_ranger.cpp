@@ -178,15 +178,7 @@ std::optional<double> MeasurementRanger::logDeterminant(std::vector<Real>& facto
   if (!choleskyFactor(n, factor.data())) {
     return {};
   }
-  double logs = 0.0;
-  for (int i = 0; i < n; ++i) {
-    const double root = factor[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1)];
-    if (!(root * root > smallestPivot * largest)) {
-      return {};
-    }
-    logs += std::log(root);
-  }
-  return 2.0 * logs;
+  return flightpath::logDeterminant(n, factor.data(), smallestPivot * largest);
 }
 
 std::optional<EigenvalueSums> MeasurementRanger::sumsByCholesky() {

@@ -67,6 +67,19 @@ bool choleskyByColumns(int n, double* A) {
   return true;
 }
 
+template <class Real>
+std::optional<double> logOfPivots(int n, const Real* factor, double leastPivot) {
+  double logs = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const double root = factor[at(i, i, n)];
+    if (!(root * root > leastPivot)) {
+      return {};
+    }
+    logs += std::log(root);
+  }
+  return 2.0 * logs;
+}
+
 /// The rotation that makes the off-diagonal element of [a, b; b, d] zero.
 struct Rotation {
   double c;
@@ -170,6 +183,14 @@ bool choleskyFactor(int n, double* A) {
 }
 
 bool choleskyFactor(int n, float* A) { return lapack::choleskyFactor(n, A) == 0; }
+
+std::optional<double> logDeterminant(int n, const double* factor, double leastPivot) {
+  return logOfPivots(n, factor, leastPivot);
+}
+
+std::optional<double> logDeterminant(int n, const float* factor, double leastPivot) {
+  return logOfPivots(n, factor, leastPivot);
+}
 
 void symmetricEigen(int n, double* A, double* eigenvalues, double* work) {
   if (n > smallEigen) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 /// Real linear algebra for the orders that a Ranger meets: plain loops for small matrices, BLAS and
 /// LAPACK for large ones.
 ///
@@ -18,6 +20,11 @@ void multiply(int m, int n, int k, const double* A, const double* B, double* C);
 /// not positive definite as far as rounding lets see, and is left half-way.
 bool choleskyFactor(int n, double* A);
 bool choleskyFactor(int n, float* A);
+
+/// The logarithm of the determinant of the n x n matrix that has this Cholesky factor; empty where a
+/// pivot, the square of a diagonal element of the factor, is not above leastPivot.
+std::optional<double> logDeterminant(int n, const double* factor, double leastPivot);
+std::optional<double> logDeterminant(int n, const float* factor, double leastPivot);
 
 /// Eigenvectors (in place of the n x n matrix) and ascending eigenvalues of a real symmetric matrix.
 ///

@@ -118,6 +118,21 @@ void expectPairs(const LeadingEigenpairs& pairs, const std::vector<double>& A,
 
 }  // namespace
 
+// BOUND: as in expectPairs. Slowly falling values: the first steps leave much to do.
+TEST(LeadingEigenpairs, ResidualsTellHowFarThePairsAreFromConvergence) {
+  const std::vector<double> A = withSpectrum(falling(30, 0.9), 1);
+  LeadingEigenpairs pairs(30);
+  pairs.start(A);
+  for (int step = 1; step <= 5; ++step) {
+    pairs.step();
+    for (int k = 0; k < pairs.width(); ++k) {
+      const double expected = trueResidual(A, pairs.vector(k), pairs.value(k));
+      ASSERT_GT(expected, 1e-6) << "the case is none";
+      EXPECT_NEAR(pairs.residual(k), expected, 20.0 * 30.0 * eps) << k << " after " << step;
+    }
+  }
+}
+
 // Ratio 0.4: after 60 steps nothing is missing from a pair but rounding (0.4^60 = 1e-24).
 TEST(LeadingEigenpairs, FindsTheLargestOfEveryOrder) {
   for (std::size_t order = 2; order <= 60; order += order < 16 ? 1 : 11) {

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -51,6 +53,23 @@ Matrix gram(const Matrix& A, int columns) {
   return G;
 }
 
+Matrix diagonalMatrix(const std::vector<double>& diagonal) {
+  const std::size_t n = diagonal.size();
+  Matrix D = {static_cast<int>(n), std::vector<double>(n * n, 0.0)};
+  for (std::size_t i = 0; i < n; ++i) {
+    D.values[i * (n + 1)] = diagonal[i];
+  }
+  return D;
+}
+
+template <class Real>
+std::vector<Real> rounded(const std::vector<double>& values) {
+  std::vector<Real> out;
+  std::ranges::transform(values, std::back_inserter(out),
+                         [](double v) { return static_cast<Real>(v); });
+  return out;
+}
+
 double largest(const std::vector<double>& values) {
   double most = 0.0;
   for (const double value : values) {
@@ -64,11 +83,15 @@ struct Eigen {
   Matrix vectors;
 };
 
+constexpr double untouched = -12345.0;
+
 Eigen eigenOf(const Matrix& A) {
   const int n = A.rows;
-  Eigen result = {std::vector<double>(static_cast<std::size_t>(n)), A};
+  Eigen result = {std::vector<double>(static_cast<std::size_t>(n + 1), untouched), A};
   std::vector<double> work(static_cast<std::size_t>(3 * n));
   flightpath::symmetricEigen(n, result.vectors.values.data(), result.values.data(), work.data());
+  EXPECT_EQ(result.values.back(), untouched) << n << ": a value too many";
+  result.values.pop_back();
   return result;
 }
 
@@ -97,6 +120,12 @@ double worstOrthogonality(const Eigen& eigen) {
   }
   return worst;
 }
+
+/// In double and in single precision.
+template <class Real>
+class Cholesky : public testing::Test {};
+using Precisions = testing::Types<double, float>;
+TYPED_TEST_SUITE(Cholesky, Precisions);
 
 }  // namespace
 
@@ -139,35 +168,59 @@ TEST(SmallMatrices, ProductOfAnyShape) {
   }
 }
 
-// BOUND: the factor's product is off by at most (n + 1) eps of the diagonal (Higham, theorem 10.3).
-TEST(SmallMatrices, CholeskyFactorGivesTheMatrixBack) {
+// BOUND: the factor's product is off by at most (n + 1) eps of the diagonal (Higham, theorem 10.3), and
+// a matrix that is rounded to float by half an eps more.
+TYPED_TEST(Cholesky, FactorGivesTheMatrixBack) {
+  constexpr double rounding = std::numeric_limits<TypeParam>::epsilon();
   for (const int n : {1, 2, 3, 6, 34, 63, 64, 65, 80}) {
     const Matrix A = gram(randomMatrix(n + 5, n, 5), n);
-    Matrix R = A;
-    ASSERT_TRUE(flightpath::choleskyFactor(n, R.values.data())) << n;
+    std::vector<TypeParam> R = rounded<TypeParam>(A.values);
+    ASSERT_TRUE(flightpath::choleskyFactor(n, R.data())) << n;
+    const Matrix factor = {n, {R.begin(), R.end()}};
     for (int j = 0; j < n; ++j) {
       for (int i = j; i < n; ++i) {
         double sum = 0.0;
         for (int l = 0; l <= j; ++l) {
-          sum += R(i, l) * R(j, l);
+          sum += factor(i, l) * factor(j, l);
         }
-        ASSERT_NEAR(sum, A(i, j), 2 * (n + 1) * eps * largest(A.values)) << n;
+        ASSERT_NEAR(sum, A(i, j), 2 * (n + 1) * rounding * largest(A.values)) << n;
       }
     }
   }
 }
 
 // EXACT: an indefinite matrix has no factor; the last pivot is the one that says so.
-TEST(SmallMatrices, CholeskyRefusesWhatIsNotPositiveDefinite) {
+TYPED_TEST(Cholesky, RefusesWhatIsNotPositiveDefinite) {
   for (const int n : {1, 2, 34, 64, 65}) {
     for (const double pivot : {0.0, -1.0}) {
-      Matrix A = {n, std::vector<double>(static_cast<std::size_t>(n * n), 0.0)};
-      for (int i = 0; i < n; ++i) {
-        A.values[static_cast<std::size_t>(i * (n + 1))] = i + 1 < n ? 1.0 : pivot;
-      }
-      EXPECT_FALSE(flightpath::choleskyFactor(n, A.values.data())) << n << ", " << pivot;
+      std::vector<double> diagonal(static_cast<std::size_t>(n), 1.0);
+      diagonal.back() = pivot;
+      std::vector<TypeParam> A = rounded<TypeParam>(diagonalMatrix(diagonal).values);
+      EXPECT_FALSE(flightpath::choleskyFactor(n, A.data())) << n << ", " << pivot;
     }
   }
+}
+
+// EXACT: powers of two, whose logarithms are added from small ones. log 2 rounds once, each sum of three
+// at most twice.
+TYPED_TEST(Cholesky, DeterminantIsTheProductOfTheSquaredPivots) {
+  const std::vector<TypeParam> factor = rounded<TypeParam>(diagonalMatrix({2.0, 0.5, 8.0}).values);
+  const std::optional<double> logs = flightpath::logDeterminant(3, factor.data(), 0.0);
+  ASSERT_TRUE(logs);
+  EXPECT_DOUBLE_EQ(*logs, 6.0 * std::log(2.0));
+}
+
+// EXACT: a pivot is the square of what stands in the factor, wherever it stands.
+TYPED_TEST(Cholesky, NoDeterminantFromPivotsThatAreNotAboveTheLimit) {
+  for (std::size_t place = 0; place < 3; ++place) {
+    std::vector<double> diagonal(3, 4.0);
+    diagonal[place] = 0.5;
+    const std::vector<TypeParam> factor = rounded<TypeParam>(diagonalMatrix(diagonal).values);
+    EXPECT_TRUE(flightpath::logDeterminant(3, factor.data(), 0.2499)) << place;
+    EXPECT_FALSE(flightpath::logDeterminant(3, factor.data(), 0.25)) << place;
+  }
+  const TypeParam notANumber[] = {std::numeric_limits<TypeParam>::quiet_NaN()};
+  EXPECT_FALSE(flightpath::logDeterminant(1, notANumber, 0.0));
 }
 
 // BOUND: rotations and reflections are backward stable: a few eps of the largest eigenvalue an order.
