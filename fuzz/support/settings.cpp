@@ -112,7 +112,11 @@ coder::array<float, 2> optionalValue(FuzzedDataProvider& data, float value) {
 bool refusedOrSmall(float coarseResolution, float fineResolution) {
   const float L = coarsePoints(coarseResolution);
   const float n = finePoints(coarseResolution, fineResolution);
-  return !(L > 0x1p13F && L <= 0x1p24F) && !(n > 0x1p10F && n < 0x1p31F);
+  const bool longFFT = L > 0x1p13F && L <= 0x1p24F;
+  const bool longGrid = n > 0x1p10F && n < 0x1p31F;
+  // As many peaks as half the coarse points, each with its fine grid.
+  const bool manyGrids = L <= 0x1p13F && n <= 0x1p10F && L * n > 0x1p18F;
+  return !longFFT && !longGrid && !manyGrids;
 }
 
 }  // namespace fuzz

@@ -32,8 +32,8 @@ coder::array<float, 2> optionalValue(FuzzedDataProvider& data, float value);
 
 /// Whether an estimate with these resolutions (cycles per sample) is either refused or small. The
 /// library refuses FFTs beyond 2^24 points and fine grids beyond 2^31 - 1 points, and answers all
-/// below, whatever memory and time that takes: requests between 2^13 and 2^24, and between 2^10 and
-/// 2^31, are left out here.
+/// below, whatever memory and time that takes: requests between 2^13 and 2^24, between 2^10 and 2^31,
+/// and of more than 2^18 for the product of both are left out here.
 bool refusedOrSmall(float coarseResolution, float fineResolution);
 
 }  // namespace fuzz
