@@ -84,7 +84,7 @@ std::span<const double> SignalPolynomial::noiseEnergy(double f) {
   const double stepIm = std::sin(2.0 * std::numbers::pi * f);
   double re = 1.0;
   double im = 0.0;
-  shiftedRe_[0] = shiftedIm_[0] = 0.0;  // r(0) stands apart
+  // r(0) stands apart: what it has in the shifted lags stays zero.
   for (std::size_t d = 1; d < re_.size(); ++d) {
     const double next = re * stepRe - im * stepIm;
     im = re * stepIm + im * stepRe;

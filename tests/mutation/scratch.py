@@ -7,7 +7,7 @@ import resource
 import shutil
 import subprocess
 
-ROOMS = ("runtime", "toolbox", "api", "spectrum", "music", "ranging")
+ROOMS = ("runtime", "toolbox", "api", "spectrum", "music", "ranging", "floats")
 NOT_COPIED = ("build", ".git", "__pycache__")
 FAILED_TEST = re.compile(r"^\[  FAILED  \] (\S+?)[, ]", re.MULTILINE)
 MOST_MEMORY = 6 << 30
@@ -54,10 +54,14 @@ class Scratch:
                     target.unlink()
 
     def configure(self):
-        """The tests' own build type, without what only a debugger needs."""
+        """The tests' own build type, without what only a debugger needs. With checks of bounds and
+        overflow, since the tests also run under sanitizers; the address sanitizer would take more
+        than the memory that a mutation may have."""
         subprocess.run(
             ["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
-             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O1",
+             "-DCMAKE_BUILD_TYPE=Debug",
+             "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -D_GLIBCXX_ASSERTIONS -fsanitize=undefined "
+             "-fno-sanitize-recover=all",
              "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
              "-DFLIGHTPATH_BUILD_EXAMPLES=OFF"],
             check=True, stdout=subprocess.DEVNULL)

@@ -76,6 +76,8 @@ TEST(FloatGrid, ShortAndExactGrids) {
       {rtMinusInfF, rtInfF, 5, row({rtMinusInfF, rtMinusInfF, 0.0F, rtInfF, rtInfF}),
        "infinite ends, exact middle"},
       {0, rtInfF, 4, row({0.0F, rtInfF, rtInfF, rtInfF}), "one infinite end"},
+      {rtMinusInfF, 5, 4, row({rtMinusInfF, rtNaNF, rtNaNF, 5.0F}),
+       "an infinite end without a difference"},
       {rtNaNF, 1, 3, row({rtNaNF, rtNaNF, 1.0F}), "NaN at the start stays out of the end"},
       {1, rtNaNF, 3, row({1.0F, rtNaNF, rtNaNF}), "NaN at the end stays out of the start"},
       {rtNaNF, -rtNaNF, 3, row({rtNaNF, rtNaNF, rtNaNF}), "NaNs are not symmetric"},
