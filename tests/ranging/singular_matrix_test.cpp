@@ -36,7 +36,7 @@ std::vector<double> raised(std::vector<double> descending) {
 
 // EXACT: a Cholesky factor exists here, but its pivots are no more than rounding.
 TEST(SingularMatrix, EigenvaluesOfRoundingCountAsTheRoundingOfTheSamples) {
-  for (const std::uint64_t seed : {1, 2, 3, 4, 5}) {
+  for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U}) {
     const Samples x = almostNoiseless(seed);
     const std::vector<double> eigenvalues = allEigenvalues(x);
     ASSERT_GT(eigenvalues.back(), 0.0) << "the case is none";

@@ -48,7 +48,7 @@ class BitWriter {
 
   template <class... Ts>
   void add(const std::tuple<Ts...>& parts) {
-    std::apply([this](const auto&... part) { (add(part), ...); }, parts);
+    std::apply([this](const auto&... part) { (this->add(part), ...); }, parts);
   }
 
   void add(const ToFEstimate& e) { add(std::tie(e.Distances, e.TimesOfFlight)); }

@@ -14,7 +14,7 @@ namespace {
 
 std::vector<Case> plannedCases() {
   std::vector<Case> rows;
-  for (const std::size_t route : {1, 2}) {
+  for (const std::size_t route : {1U, 2U}) {
     const RouteSettings& settings = support::allRoutes[route];
     rows.push_back({settings.name, [&settings] {
                       return estimating(support::threeTones(numSamples),
