@@ -62,10 +62,10 @@ void takeFlagged(std::span<const float> grid, array<unsigned char, 2>& flags,
   }
 }
 
-/// fineOffsets for a caller that goes on to make arrays of up to elementsPerOffset elements an offset:
-/// what these cannot hold is refused here, before any memory is taken for it.
-void limitedOffsets(float coarseResolution, float fineResolution, std::int32_t elementsPerOffset,
-                    array<float, 2>& offsets) {
+}  // namespace
+
+void fineOffsets(float coarseResolution, float fineResolution, std::int32_t elementsPerOffset,
+                 array<float, 2>& offsets) {
   const float count = 2.0F * coarseResolution / fineResolution + 1.0F;
   const std::int32_t most = std::numeric_limits<std::int32_t>::max() / elementsPerOffset;
   if (count >= static_cast<double>(most) + 1.0) {
@@ -79,17 +79,11 @@ void limitedOffsets(float coarseResolution, float fineResolution, std::int32_t e
   coder::linspace(-coarseResolution, coarseResolution, count, offsets);
 }
 
-}  // namespace
-
-void fineOffsets(float coarseResolution, float fineResolution, array<float, 2>& offsets) {
-  limitedOffsets(coarseResolution, fineResolution, 1, offsets);
-}
-
 void evenCandidates(const array<float, 1>& coarse, float coarseResolution, float fineResolution,
                     std::int32_t M, array<float, 2>& candidates) {
   array<float, 2> offsets;
   const std::int32_t largest = coarse.numel == 0 ? 1 : std::max(M, coarse.numel);
-  limitedOffsets(coarseResolution, fineResolution, largest, offsets);
+  fineOffsets(coarseResolution, fineResolution, largest, offsets);
   candidates.set_size(offsets.numel, coarse.numel);
   for (std::int32_t k = 0; k < coarse.numel; ++k) {
     std::ranges::transform(offsets, column(candidates, k).begin(),

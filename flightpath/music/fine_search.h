@@ -14,8 +14,12 @@ namespace flightpath {
 /// The even offsets from a coarse peak, 1 x n: from -coarseResolution to +coarseResolution,
 /// 2 coarseResolution / fineResolution + 1 of them.
 ///
-/// Errors: std::length_error, naming the resolutions, for more than an array can hold.
-void fineOffsets(float coarseResolution, float fineResolution, coder::array<float, 2>& offsets);
+/// elementsPerOffset  of the largest array that the caller goes on to make of the offsets, at least 1
+///
+/// Errors: std::length_error, naming the resolutions, for more offsets than such an array can hold;
+/// no memory is taken by then.
+void fineOffsets(float coarseResolution, float fineResolution, std::int32_t elementsPerOffset,
+                 coder::array<float, 2>& offsets);
 
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to
 /// +coarseResolution, 2 coarseResolution / fineResolution + 1 of them.

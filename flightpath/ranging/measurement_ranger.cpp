@@ -61,7 +61,7 @@ Resolutions defaultResolutions(int N, double spacing_Hz) {
 
 std::vector<float> offsetsOfFineGrid(Resolutions resolutions) {
   coder::array<float, 2> offsets;
-  fineOffsets(resolutions.coarse, resolutions.fine, offsets);
+  fineOffsets(resolutions.coarse, resolutions.fine, 1, offsets);
   return {offsets.begin(), offsets.end()};
 }
 

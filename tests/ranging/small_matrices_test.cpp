@@ -201,8 +201,7 @@ TYPED_TEST(Cholesky, RefusesWhatIsNotPositiveDefinite) {
   }
 }
 
-// EXACT: powers of two, whose logarithms are added from small ones. log 2 rounds once, each sum of three
-// at most twice.
+// BOUND: powers of two, so that only the logarithms and their sum round, a few times in all.
 TYPED_TEST(Cholesky, DeterminantIsTheProductOfTheSquaredPivots) {
   const std::vector<TypeParam> factor = rounded<TypeParam>(diagonalMatrix({2.0, 0.5, 8.0}).values);
   const std::optional<double> logs = flightpath::logDeterminant(3, factor.data(), 0.0);
