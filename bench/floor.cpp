@@ -6,13 +6,13 @@
 #include <algorithm>
 
 #include "bench/measurement.h"
-#include "flightpath/music/coarse_search.h"
-#include "flightpath/music/covariance.h"
-#include "flightpath/music/criterion.h"
-#include "flightpath/music/subspaces.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/spectrum/fftw_calls.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/music/detail/covariance.h"
+#include "flightpath/music/detail/criterion.h"
+#include "flightpath/music/detail/subspaces.h"
+#include "flightpath/rules/search_grids.h"
+#include "flightpath/runtime/detail/view.h"
+#include "flightpath/spectrum/detail/fftw_calls.h"
+#include "flightpath/toolbox/detail/blas.h"
 
 namespace bench {
 

@@ -1,6 +1,6 @@
 #include <benchmark/benchmark.h>
 
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/toolbox/detail/blas.h"
 
 /// Everything on one thread, as the entry point has it.
 int main(int argc, char** argv) {

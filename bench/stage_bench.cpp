@@ -5,11 +5,12 @@
 #include "bench/measurement.h"
 #include "bench/prepared.h"
 #include "bench/sizes.h"
-#include "flightpath/music/coarse_search.h"
-#include "flightpath/music/covariance.h"
-#include "flightpath/music/criterion.h"
-#include "flightpath/music/fine_search.h"
-#include "flightpath/music/subspaces.h"
+#include "flightpath/music/detail/coarse_search.h"
+#include "flightpath/music/detail/covariance.h"
+#include "flightpath/music/detail/criterion.h"
+#include "flightpath/music/detail/fine_search.h"
+#include "flightpath/music/detail/subspaces.h"
+#include "flightpath/rules/search_grids.h"
 
 namespace {
 

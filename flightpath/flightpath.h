@@ -6,9 +6,9 @@
 /// to choose the settings, use `MUSICLib` (spectrum/estimator.h). Everything else is the numeric
 /// routines underneath, for callers who want a step by itself.
 
-#include "flightpath/api/csi.h"
 #include "flightpath/api/distance.h"
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/csi.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/music/eigen.h"
@@ -20,12 +20,14 @@
 #include "flightpath/ranging/ranger.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
+#include "flightpath/runtime/export.h"
 #include "flightpath/runtime/nonfinite.h"
 #include "flightpath/runtime/scalar.h"
 #include "flightpath/spectrum/estimator.h"
 #include "flightpath/spectrum/fft_spectrum.h"
 #include "flightpath/spectrum/fir_response.h"
 #include "flightpath/spectrum/plan_cache.h"
+#include "flightpath/spectrum/plan_lookup.h"
 #include "flightpath/spectrum/planning_lock.h"
 #include "flightpath/spectrum/steering.h"
 #include "flightpath/spectrum/steering_spectrum.h"

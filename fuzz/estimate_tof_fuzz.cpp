@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "fuzz/support/benign_check.h"
 #include "fuzz/support/plain_estimator.h"
 #include "fuzz/support/require.h"

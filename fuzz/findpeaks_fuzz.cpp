@@ -8,8 +8,8 @@
 
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/nonfinite.h"
+#include "flightpath/toolbox/detail/peaks.h"
 #include "flightpath/toolbox/peak_scan.h"
-#include "flightpath/toolbox/peak_work.h"
 #include "flightpath/toolbox/peaks.h"
 #include "fuzz/support/any_array.h"
 #include "fuzz/support/any_column.h"

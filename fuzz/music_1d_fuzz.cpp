@@ -11,7 +11,7 @@
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/music/music_result.h"
 #include "flightpath/spectrum/estimator.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/toolbox/detail/blas.h"
 #include "fuzz/support/any_float.h"
 #include "fuzz/support/benign_check.h"
 #include "fuzz/support/plain_estimator.h"

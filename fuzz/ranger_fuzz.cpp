@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/ranging/ranger.h"
 #include "fuzz/support/benign_check.h"
 #include "fuzz/support/plain_estimator.h"

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "flightpath/api/speed_of_light.h"
-#include "flightpath/api/to_distance.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/api/detail/distance.h"
+#include "flightpath/api/detail/speed_of_light.h"
+#include "flightpath/runtime/detail/view.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "flightpath/api/tof_parameters.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/view.h"
 
 namespace {
 

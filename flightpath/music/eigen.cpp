@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstdint>
 
-#include "flightpath/music/mirrored_pairs.h"
-#include "flightpath/runtime/complex_math.h"
+#include "flightpath/music/detail/mirrored_pairs.h"
+#include "flightpath/runtime/detail/complex_math.h"
 #include "flightpath/runtime/nonfinite.h"
-#include "flightpath/toolbox/lapack.h"
+#include "flightpath/toolbox/detail/lapack.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <span>
 
-#include "flightpath/runtime/conversion.h"
+#include "flightpath/runtime/detail/conversion.h"
+#include "flightpath/runtime/detail/view.h"
 #include "flightpath/runtime/scalar.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/toolbox/span_reductions.h"
+#include "flightpath/toolbox/detail/reductions.h"
 
 namespace {
 

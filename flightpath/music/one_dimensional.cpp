@@ -1,9 +1,9 @@
 #include <optional>
 
 #include "flightpath/api/music_parameters.h"
-#include "flightpath/music/frequency_estimation.h"
+#include "flightpath/music/detail/frequency_estimation.h"
 #include "flightpath/music/music_result.h"
-#include "flightpath/runtime/float_environment.h"
+#include "flightpath/runtime/detail/float_environment.h"
 #include "flightpath/spectrum/estimator.h"
 
 namespace {

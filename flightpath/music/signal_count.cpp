@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "flightpath/music/covariance.h"
-#include "flightpath/music/criterion.h"
+#include "flightpath/music/detail/covariance.h"
+#include "flightpath/music/detail/criterion.h"
 #include "flightpath/music/eigen.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/view.h"
 #include "flightpath/toolbox/sorting.h"
 
 namespace {

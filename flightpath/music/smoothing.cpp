@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "flightpath/music/subvector_length.h"
-#include "flightpath/runtime/complex_math.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/rules/subvector_length.h"
+#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/runtime/detail/view.h"
+#include "flightpath/toolbox/detail/blas.h"
 
 namespace {
 

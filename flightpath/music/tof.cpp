@@ -3,10 +3,10 @@
 #include "flightpath/api/distance.h"
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/api/tof_parameters.h"
-#include "flightpath/music/frequency_estimation.h"
+#include "flightpath/music/detail/frequency_estimation.h"
 #include "flightpath/music/tof_result.h"
-#include "flightpath/runtime/float_environment.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/float_environment.h"
+#include "flightpath/runtime/detail/view.h"
 #include "flightpath/spectrum/estimator.h"
 
 namespace {

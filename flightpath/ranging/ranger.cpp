@@ -4,12 +4,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "flightpath/api/speed_of_light.h"
-#include "flightpath/api/to_distance.h"
-#include "flightpath/ranging/measurement_ranger.h"
-#include "flightpath/ranging/thread_team.h"
-#include "flightpath/runtime/float_environment.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/api/detail/distance.h"
+#include "flightpath/api/detail/speed_of_light.h"
+#include "flightpath/ranging/detail/measurement_ranger.h"
+#include "flightpath/ranging/detail/thread_team.h"
+#include "flightpath/runtime/detail/float_environment.h"
+#include "flightpath/toolbox/detail/blas.h"
 
 namespace flightpath {
 namespace {

@@ -5,10 +5,26 @@
 #include "flightpath/runtime/export.h"
 #include "flightpath/spectrum/plan_cache.h"
 
+class MUSICLib;
 class MUSICParameters;
 class ToFEstimationParameters;
 struct MUSICResult;
 struct ToFResult;
+
+namespace coder::internal::fft::fftw {
+
+/// Start and end of a cache's life. Holds nothing itself.
+class FLIGHTPATH_API PlanCacheManager {
+ public:
+  /// Marks the cache of `obj` as never reached. Plans nothing.
+  static void getSingletonSingleBoundedArrayCache_init(MUSICLib* obj);
+
+  /// Destroys every plan of `obj`, each under the planning lock, and leaves null handles in the
+  /// slots.
+  static void deallocateCacheManager(MUSICLib* obj);
+};
+
+}  // namespace coder::internal::fft::fftw
 
 /// The estimator object: the two estimation methods and the FFT plans that they keep.
 ///

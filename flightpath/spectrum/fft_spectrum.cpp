@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "flightpath/runtime/complex_math.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/runtime/detail/view.h"
+#include "flightpath/spectrum/detail/fft_axis.h"
+#include "flightpath/spectrum/detail/fft_length.h"
 #include "flightpath/spectrum/estimator.h"
-#include "flightpath/spectrum/fft_axis.h"
-#include "flightpath/spectrum/fft_length.h"
 #include "flightpath/spectrum/fir_response.h"
 
 namespace {

@@ -6,11 +6,13 @@
 #include <new>
 #include <span>
 
-#include "flightpath/runtime/complex_math.h"
-#include "flightpath/runtime/conversion.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/runtime/detail/conversion.h"
+#include "flightpath/runtime/detail/view.h"
+#include "flightpath/spectrum/detail/fftw_calls.h"
+#include "flightpath/spectrum/detail/plan_cache.h"
 #include "flightpath/spectrum/estimator.h"
-#include "flightpath/spectrum/fftw_calls.h"
+#include "flightpath/spectrum/plan_lookup.h"
 
 namespace {
 
@@ -23,6 +25,7 @@ void transform(MUSICLib* obj, int n, const array<creal32_T, 1>& in, array<creal3
       obj, n, flightpath::fftw::forward, flightpath::fftw::estimatePreservingInput,
       flightpath::asMatrix(in), flightpath::asMatrix(out));
   if (plan == nullptr) {
+    flightpath::forgetRefusedPlan(**obj->getStackData());
     throw std::bad_alloc();
   }
   flightpath::fftw::execute(plan, in.data, out.data);

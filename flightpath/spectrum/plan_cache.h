@@ -2,15 +2,11 @@
 
 #include <cstdint>
 
-#include "flightpath/runtime/array.h"
-#include "flightpath/runtime/complex.h"
 #include "flightpath/runtime/export.h"
 
 // FFTW's own declaration of its plan handle, so that callers need not have its header.
 struct fftwf_plan_s;
 typedef struct fftwf_plan_s* fftwf_plan;  // NOLINT(modernize-use-using)
-
-class MUSICLib;
 
 namespace coder::internal {
 
@@ -66,34 +62,6 @@ struct PlanCache {
   PlanCacheEntry entries[8];
   std::uint32_t clock = 0;
   bool initialised = false;
-};
-
-/// Start and end of a cache's life. Holds nothing itself.
-class FLIGHTPATH_API PlanCacheManager {
- public:
-  /// Marks the cache of `obj` as never reached. Plans nothing.
-  static void getSingletonSingleBoundedArrayCache_init(MUSICLib* obj);
-
-  /// Destroys every plan of `obj`, each under the planning lock, and leaves null handles in the
-  /// slots.
-  static void deallocateCacheManager(MUSICLib* obj);
-};
-
-/// Access to a cache.
-class FLIGHTPATH_API PlanCacheTraits {
- public:
-  /// The cache of `obj`, emptied when it is reached for the first time.
-  static PlanCache* getSingletonSingleBoundedArrayCache(MUSICLib* obj);
-
-  /// A plan for one transform of length n from the data of `in` to the data of `out`.
-  ///
-  /// A plan of equal key is taken from the cache; otherwise one is made under the planning lock and
-  /// replaces an empty slot or the least recently used one. The cache owns the plan. It runs on any
-  /// arrays of the same alignments. Null where the planner refuses; the next lookup asks it again.
-  ///
-  /// One object is used by one thread at a time; objects of their own may plan at once.
-  static fftwf_plan getCachedPlan(MUSICLib* obj, int n, int sign, unsigned flags,
-                                  const array<creal32_T, 2>& in, const array<creal32_T, 2>& out);
 };
 
 }  // namespace fft::fftw

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstdint>
 
-#include "flightpath/runtime/conversion.h"
+#include "flightpath/runtime/detail/conversion.h"
+#include "flightpath/runtime/detail/view.h"
 #include "flightpath/runtime/nonfinite.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/spectrum/steering_span.h"
+#include "flightpath/spectrum/detail/steering.h"
 #include "flightpath/toolbox/grids.h"
 
 namespace {

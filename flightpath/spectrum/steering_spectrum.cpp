@@ -4,11 +4,12 @@
 #include <cassert>
 #include <cstdint>
 
-#include "flightpath/runtime/complex_math.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/spectrum/decibels.h"
-#include "flightpath/spectrum/steering_span.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/runtime/detail/view.h"
+#include "flightpath/spectrum/detail/decibels.h"
+#include "flightpath/spectrum/detail/steering.h"
+#include "flightpath/spectrum/detail/steering_spectrum.h"
+#include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/reductions.h"
 
 namespace {

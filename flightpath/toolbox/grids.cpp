@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "flightpath/runtime/conversion.h"
+#include "flightpath/runtime/detail/conversion.h"
 
 namespace {
 

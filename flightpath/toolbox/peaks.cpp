@@ -7,10 +7,10 @@
 #include <cmath>
 #include <numeric>
 
-#include "flightpath/runtime/conversion.h"
+#include "flightpath/runtime/detail/conversion.h"
 #include "flightpath/runtime/nonfinite.h"
+#include "flightpath/toolbox/detail/peaks.h"
 #include "flightpath/toolbox/peak_scan.h"
-#include "flightpath/toolbox/peak_work.h"
 #include "flightpath/toolbox/sets.h"
 
 namespace {

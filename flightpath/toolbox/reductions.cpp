@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <numeric>
 
+#include "flightpath/runtime/detail/view.h"
 #include "flightpath/runtime/nonfinite.h"
-#include "flightpath/runtime/view.h"
-#include "flightpath/toolbox/span_reductions.h"
+#include "flightpath/toolbox/detail/reductions.h"
 
 namespace flightpath {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-#include "flightpath/toolbox/stable_merge.h"
+#include "flightpath/toolbox/detail/run_merging.h"
 
 namespace coder::internal {
 namespace {

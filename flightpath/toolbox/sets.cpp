@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cassert>
 
-#include "flightpath/runtime/conversion.h"
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/conversion.h"
+#include "flightpath/runtime/detail/view.h"
 
 namespace {
 

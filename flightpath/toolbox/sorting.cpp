@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "flightpath/toolbox/stable_merge.h"
+#include "flightpath/toolbox/detail/run_merging.h"
 
 namespace {
 

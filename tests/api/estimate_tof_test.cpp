@@ -1,4 +1,4 @@
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

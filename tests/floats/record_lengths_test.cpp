@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "flightpath/music/phase_slope.h"
 #include "flightpath/music/signal_count.h"
+#include "flightpath/rules/phase_slope.h"
 #include "tests/floats/records.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"

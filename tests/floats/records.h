@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/runtime/complex.h"
 #include "simulated_channel.h"
 

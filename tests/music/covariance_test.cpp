@@ -1,4 +1,4 @@
-#include "flightpath/music/covariance.h"
+#include "flightpath/music/detail/covariance.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "flightpath/music/criterion.h"
+#include "flightpath/music/detail/criterion.h"
 
 #include <gtest/gtest.h>
 

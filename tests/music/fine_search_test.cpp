@@ -1,4 +1,4 @@
-#include "flightpath/music/fine_search.h"
+#include "flightpath/music/detail/fine_search.h"
 
 #include <gtest/gtest.h>
 

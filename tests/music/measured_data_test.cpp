@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "csi_file.h"
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/music/tof_result.h"
 #include "flightpath/spectrum/estimator.h"

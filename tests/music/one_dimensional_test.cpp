@@ -9,8 +9,8 @@
 
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/music/music_result.h"
-#include "flightpath/music/phase_slope.h"
 #include "flightpath/music/signal_count.h"
+#include "flightpath/rules/phase_slope.h"
 #include "flightpath/runtime/nonfinite.h"
 #include "flightpath/spectrum/estimator.h"
 #include "tests/support/builders.h"

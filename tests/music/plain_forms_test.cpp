@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "flightpath/flightpath.h"
-#include "flightpath/music/covariance.h"
-#include "flightpath/runtime/complex_math.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/music/detail/covariance.h"
+#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/toolbox/detail/blas.h"
 #include "tests/support/builders.h"
 #include "tests/support/same_bits.h"
 

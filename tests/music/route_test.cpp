@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "flightpath/music/frequency_estimation.h"
+#include "flightpath/music/detail/frequency_estimation.h"
 #include "flightpath/runtime/nonfinite.h"
 
 using flightpath::Route;

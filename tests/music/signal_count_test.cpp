@@ -7,7 +7,7 @@
 #include <numeric>
 #include <vector>
 
-#include "flightpath/music/covariance.h"
+#include "flightpath/music/detail/covariance.h"
 #include "flightpath/music/eigen.h"
 #include "flightpath/runtime/nonfinite.h"
 #include "tests/support/builders.h"

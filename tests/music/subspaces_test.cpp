@@ -1,4 +1,4 @@
-#include "flightpath/music/subspaces.h"
+#include "flightpath/music/detail/subspaces.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "flightpath/ranging/count_search.h"
+#include "flightpath/ranging/detail/count_search.h"
 
 #include <gtest/gtest.h>
 

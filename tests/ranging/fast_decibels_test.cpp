@@ -1,4 +1,4 @@
-#include "flightpath/ranging/fast_decibels.h"
+#include "flightpath/ranging/detail/fast_decibels.h"
 
 #include <gtest/gtest.h>
 

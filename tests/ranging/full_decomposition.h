@@ -7,9 +7,9 @@
 #include <limits>
 #include <vector>
 
-#include "flightpath/music/subvector_length.h"
-#include "flightpath/ranging/real_gram.h"
-#include "flightpath/toolbox/lapack.h"
+#include "flightpath/ranging/detail/real_gram.h"
+#include "flightpath/rules/subvector_length.h"
+#include "flightpath/toolbox/detail/lapack.h"
 #include "tests/support/ranging.h"
 
 /// The signal count the long way round: every eigenvalue, every candidate.

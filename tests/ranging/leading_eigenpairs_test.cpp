@@ -1,4 +1,4 @@
-#include "flightpath/ranging/leading_eigenpairs.h"
+#include "flightpath/ranging/detail/leading_eigenpairs.h"
 
 #include <gtest/gtest.h>
 

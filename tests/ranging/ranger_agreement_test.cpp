@@ -12,7 +12,7 @@
 #include "flightpath/music/tof_result.h"
 #include "flightpath/ranging/ranger.h"
 #include "flightpath/spectrum/estimator.h"
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/toolbox/detail/blas.h"
 #include "simulated_channel.h"
 #include "tests/support/builders.h"
 #include "tests/support/ranging.h"

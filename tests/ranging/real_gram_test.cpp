@@ -1,4 +1,4 @@
-#include "flightpath/ranging/real_gram.h"
+#include "flightpath/ranging/detail/real_gram.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <span>
 #include <vector>
 
-#include "flightpath/toolbox/lapack.h"
+#include "flightpath/toolbox/detail/lapack.h"
 #include "tests/support/reference_estimator.h"
 
 using flightpath::RealGram;

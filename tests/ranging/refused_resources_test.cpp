@@ -13,8 +13,8 @@
 #include <new>
 #include <system_error>
 
+#include "flightpath/ranging/detail/thread_team.h"
 #include "flightpath/ranging/ranger.h"
-#include "flightpath/ranging/thread_team.h"
 #include "tests/support/ranging.h"
 
 /// What a Ranger does where the system refuses it a plan or a thread.

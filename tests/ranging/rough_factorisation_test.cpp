@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "flightpath/ranging/real_gram.h"
+#include "flightpath/ranging/detail/real_gram.h"
 #include "simulated_channel.h"
 #include "tests/ranging/full_decomposition.h"
 #include "tests/support/ranging.h"

@@ -1,4 +1,4 @@
-#include "flightpath/ranging/signal_polynomial.h"
+#include "flightpath/ranging/detail/signal_polynomial.h"
 
 #include <gtest/gtest.h>
 

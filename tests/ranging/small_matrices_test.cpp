@@ -1,4 +1,4 @@
-#include "flightpath/ranging/small_matrices.h"
+#include "flightpath/ranging/detail/small_matrices.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "flightpath/ranging/signal_polynomial.h"
+#include "flightpath/ranging/detail/signal_polynomial.h"
 
 // EXACT: the buffer behind the span belongs to somebody else.
 TEST(SignalPolynomialSpectrum, WritesNothingBehindTheSpan) {

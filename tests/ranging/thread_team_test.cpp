@@ -1,4 +1,4 @@
-#include "flightpath/ranging/thread_team.h"
+#include "flightpath/ranging/detail/thread_team.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "flightpath/runtime/complex_math.h"
+#include "flightpath/runtime/detail/complex_math.h"
 
 #include <gtest/gtest.h>
 

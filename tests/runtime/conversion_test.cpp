@@ -1,4 +1,4 @@
-#include "flightpath/runtime/conversion.h"
+#include "flightpath/runtime/detail/conversion.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "flightpath/runtime/view.h"
+#include "flightpath/runtime/detail/view.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <new>
 #include <optional>
 #include <type_traits>
 
 #include "flightpath/spectrum/estimator.h"
 #include "flightpath/spectrum/fir_response.h"
+#include "flightpath/spectrum/plan_lookup.h"
 #include "tests/support/builders.h"
 #include "tests/support/call_counter.h"
 #include "tests/support/same_bits.h"
@@ -114,7 +116,7 @@ TEST(DeallocateCacheManager, OfAFreshObjectCallsNothing) {
   EXPECT_TRUE(cacheOf(obj).initialised);
 }
 
-TEST(DeallocateCacheManager, LeavesNullPlansThatMatchNothingAndAreNotDestroyedAgain) {
+TEST(DeallocateCacheManager, LeavesNullPlansThatAreAskedForAgainAndNotDestroyedAgain) {
   std::optional<MUSICLib> obj;
   obj.emplace();
   const Column expected = responseOf(*obj, 8.0);
@@ -128,8 +130,10 @@ TEST(DeallocateCacheManager, LeavesNullPlansThatMatchNothingAndAreNotDestroyedAg
   }
 
   const int plansBefore = callCounts().fftPlans;
+  EXPECT_THROW(responseOf(*obj, 8.0), std::bad_alloc) << "the null plan is found, and forgotten";
+  EXPECT_EQ(callCounts().fftPlans, plansBefore);
   EXPECT_TRUE(support::sameBits(responseOf(*obj, 8.0), expected));
-  EXPECT_EQ(callCounts().fftPlans, plansBefore + 1) << "a null plan matches nothing";
+  EXPECT_EQ(callCounts().fftPlans, plansBefore + 1);
 
   obj.reset();
   EXPECT_EQ(callCounts().fftPlansDestroyed, before + 3) << "only the plan made since";

@@ -1,4 +1,4 @@
-#include "flightpath/spectrum/plan_cache.h"
+#include "flightpath/spectrum/detail/plan_cache.h"
 
 #include <fftw3.h>
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "flightpath/spectrum/estimator.h"
+#include "flightpath/spectrum/plan_lookup.h"
 #include "tests/support/call_counter.h"
 
 using coder::internal::BoundedArray;
@@ -368,7 +369,7 @@ TEST_F(PlanCacheTest, FirstOfTwoMatchingSlotsWins) {
   EXPECT_EQ(entry(1).lastUse, 2U);
 }
 
-TEST_F(PlanCacheTest, RefusedPlanIsStoredAsNullAndAskedForAgain) {
+TEST_F(PlanCacheTest, RefusedPlanIsStoredAsNullAndReturnedLikeAnyOther) {
   {
     const support::RefusingPlanner refusing;
     EXPECT_EQ(lookup(8), nullptr);
@@ -377,23 +378,28 @@ TEST_F(PlanCacheTest, RefusedPlanIsStoredAsNullAndAskedForAgain) {
     EXPECT_EQ(entry(0).lastUse, 1U);
     EXPECT_EQ(entry(0).spec.dims.data[0].n, 8);
   }
-  EXPECT_NE(lookup(8), nullptr);
-  EXPECT_FALSE(misses(8)) << "found behind the null plan";
+  EXPECT_FALSE(misses(8));
+  EXPECT_EQ(lookup(8), nullptr);
+  EXPECT_EQ(entry(0).lastUse, 3U);
 }
 
-TEST_F(PlanCacheTest, RefusedPlanTakesOneSlotHoweverOftenItIsAskedFor) {
-  for (int n = 1; n <= 7; ++n) {
-    lookup(n);
-  }
+// What the filter response does where it is handed a null plan.
+TEST_F(PlanCacheTest, ForgettingARefusedPlanEmptiesTheSlotOfTheLastLookupAlone) {
   {
     const support::RefusingPlanner refusing;
-    for (int attempt = 0; attempt < 5; ++attempt) {
-      EXPECT_EQ(lookup(99), nullptr);
-    }
+    lookup(8);
+    lookup(9);
   }
-  for (int n = 1; n <= 7; ++n) {
-    EXPECT_FALSE(misses(n)) << "no good plan had to go for the refused one: " << n;
-  }
+  lookup(10);
+  flightpath::forgetRefusedPlan(cache());
+  EXPECT_FALSE(entry(2).isEmpty) << "its plan was not refused";
+  lookup(9);
+  flightpath::forgetRefusedPlan(cache());
+  EXPECT_FALSE(entry(0).isEmpty);
+  EXPECT_TRUE(entry(1).isEmpty);
+  EXPECT_FALSE(entry(2).isEmpty);
+  EXPECT_NE(lookup(9), nullptr) << "asked for again";
+  EXPECT_EQ(lookup(8), nullptr) << "still the null plan";
 }
 
 TEST_F(PlanCacheTest, EvictedNullPlanIsNotDestroyed) {

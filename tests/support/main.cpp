@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "flightpath/toolbox/blas.h"
+#include "flightpath/toolbox/detail/blas.h"
 
 /// BLAS results depend on its thread count: tests compare bits with the one thread that the entry
 /// point sets.

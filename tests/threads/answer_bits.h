@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/music/music_result.h"
 #include "flightpath/music/tof_result.h"
 #include "flightpath/ranging/ranger.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "flightpath/api/estimate_tof.h"
+#include "flightpath/api/entry/estimate_tof.h"
 #include "flightpath/spectrum/estimator.h"
 #include "flightpath/spectrum/fir_response.h"
 #include "tests/support/channels.h"

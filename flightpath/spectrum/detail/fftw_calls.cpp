@@ -1,0 +1,89 @@
+#include "flightpath/spectrum/detail/fftw_calls.h"
+
+#include <dlfcn.h>
+#include <fftw3.h>
+
+#include <type_traits>
+
+#include "flightpath/spectrum/planning_lock.h"
+
+namespace flightpath::fftw {
+namespace {
+
+static_assert(forward == FFTW_FORWARD);
+static_assert(estimatePreservingInput == (FFTW_ESTIMATE | FFTW_PRESERVE_INPUT));
+static_assert(sizeof(creal32_T) == sizeof(fftwf_complex));
+
+/// Keeps FFTW in the process when this library is unloaded: the next one finds the planner as it
+/// was. FFTW itself gives back what its planner holds, some 170 KB, in fftwf_cleanup alone, and that
+/// would take the host's plans with it. Where FFTW is part of the program, it stays anyway.
+bool keepFFTWLoaded() {
+  Dl_info info = {};
+  if (dladdr(reinterpret_cast<void*>(&fftwf_execute_dft), &info) == 0) {
+    return false;
+  }
+  void* const handle = dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  return handle != nullptr && dlclose(handle) == 0;
+}
+
+// While the library is loaded, when the loader's lock is this thread's: a first plan that waited
+// for it could wait for a thread that loads and plans.
+[[maybe_unused]] const bool keptFFTWLoaded = keepFFTWLoaded();
+
+class PlanningLock {
+ public:
+  PlanningLock() { lockFFTPlanningProcess(); }
+  ~PlanningLock() { unlockFFTPlanningProcess(); }
+  PlanningLock(const PlanningLock&) = delete;
+  PlanningLock& operator=(const PlanningLock&) = delete;
+};
+
+fftwf_complex* native(creal32_T* data) { return reinterpret_cast<fftwf_complex*>(data); }
+
+fftwf_iodim firstDimension(const coder::internal::BoundedArray& dims) {
+  const auto& [n, is, os] = dims.data[0];
+  return {n, is, os};
+}
+
+}  // namespace
+
+int alignmentOf(const creal32_T* data) {
+  // FFTW looks at the address alone.
+  return fftwf_alignment_of(reinterpret_cast<float*>(const_cast<creal32_T*>(data)));
+}
+
+fftwf_plan plan(const coder::internal::fft::fftw::PlanSpec& spec, creal32_T* in, creal32_T* out) {
+  const fftwf_iodim dims = firstDimension(spec.dims);
+  const fftwf_iodim howmanyDims = firstDimension(spec.howmanyDims);
+  const PlanningLock lock;
+  return fftwf_plan_guru_dft(spec.rank, &dims, spec.howmanyRank, &howmanyDims, native(in),
+                             native(out), spec.sign, spec.flags);
+}
+
+fftwf_plan planRealInverse(int n, creal32_T* half, float* out) {
+  const PlanningLock lock;
+  return fftwf_plan_dft_c2r_1d(n, native(half), out, FFTW_ESTIMATE);
+}
+
+void executeRealInverse(fftwf_plan plan, creal32_T* half, float* out) {
+  fftwf_execute_dft_c2r(plan, native(half), out);
+}
+
+void destroy(fftwf_plan plan) {
+  const PlanningLock lock;
+  fftwf_destroy_plan(plan);
+}
+
+void destroyHeld(coder::internal::fft::fftw::PlanCacheEntry& entry) {
+  if (!entry.isEmpty && entry.plan != nullptr) {
+    destroy(entry.plan);
+    entry.plan = nullptr;
+  }
+}
+
+void execute(fftwf_plan plan, const creal32_T* in, creal32_T* out) {
+  // The input is preserved: every plan of this library is made with that flag.
+  fftwf_execute_dft(plan, native(const_cast<creal32_T*>(in)), native(out));
+}
+
+}  // namespace flightpath::fftw

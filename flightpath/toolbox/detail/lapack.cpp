@@ -1,0 +1,45 @@
+#include "flightpath/toolbox/detail/lapack.h"
+
+#include <lapacke.h>
+
+namespace flightpath::lapack {
+namespace {
+
+static_assert(sizeof(creal32_T) == sizeof(lapack_complex_float));
+
+lapack_complex_float* native(creal32_T* data) {
+  return reinterpret_cast<lapack_complex_float*>(data);
+}
+
+}  // namespace
+
+int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues) {
+  return LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A), n, eigenvalues);
+}
+
+int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T* eigenvectors,
+                 float* scale) {
+  lapack_complex_float noLeftVectors{};
+  float abnrm = 0.0F;
+  float rconde = 0.0F;
+  float rcondv = 0.0F;
+  lapack_int ilo = 0;
+  lapack_int ihi = 0;
+  return LAPACKE_cgeevx(LAPACK_COL_MAJOR, 'B', 'N', 'V', 'N', n, native(A), n, native(eigenvalues),
+                        &noLeftVectors, 1, native(eigenvectors), n, &ilo, &ihi, scale, &abnrm,
+                        &rconde, &rcondv);
+}
+
+int choleskyFactor(std::int32_t n, double* A) {
+  return LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
+}
+
+int choleskyFactor(std::int32_t n, float* A) {
+  return LAPACKE_spotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
+}
+
+int symmetricEigen(std::int32_t n, double* A, double* eigenvalues, double* work) {
+  return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'L', n, A, n, eigenvalues, work, 3 * n);
+}
+
+}  // namespace flightpath::lapack
