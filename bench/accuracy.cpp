@@ -134,8 +134,10 @@ void run(const Scenario& scenario, const std::string& folder, int numTrials) {
                   static_cast<std::streamsize>(samples.size() * sizeof(creal32_T)));
     const CSI csi = {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
     const Answer dense = timed([&] { return MUSIC::estimateToF(csi).TimesOfFlight; });
-    const Answer structured =
-        timed([&] { return ranger.estimate(samples.data(), 1).TimesOfFlight; });
+    const Answer structured = timed([&] {
+      const flightpath::PathSet found = ranger.estimate(samples);
+      return std::vector<double>(found.delays_s().begin(), found.delays_s().end());
+    });
     writeTrial(trials.next() << '\n', paths, dense, structured);
   }
 }

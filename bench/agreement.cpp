@@ -74,7 +74,7 @@ class Comparison {
         drawPaths(numPaths, bandwidth_Hz, random),
         {N_, static_cast<double>(bench::spacing_Hz), static_cast<double>(snr_dB)}, random);
     dense_.MUSICToF(bench::toColumn(samples), &parameters_, &denseResult_);
-    ranger_.estimate(samples.data(), 1, found_);
+    ranger_.estimate(samples, found_);
     count(numPaths, bench::fineStep_m(N_, bench::spacing_Hz), tallies[snr_dB]);
   }
 
@@ -87,7 +87,7 @@ class Comparison {
 
   void count(int numPaths, double step_m, Tally& tally) const {
     const double dense = static_cast<double>(denseResult_.NumSignals);
-    const double ranger = static_cast<double>(found_.NumSignals[0]);
+    const double ranger = found_[0].info().NumSignals;
     ++tally.trials;
     if (dense == ranger) {
       ++tally.sameCount;

@@ -31,12 +31,11 @@ void compare(const char* path) {
   std::printf("%s: dense/ranger", path);
   for (const std::vector<creal32_T>& samples : file.measurements) {
     const auto N = static_cast<std::uint32_t>(samples.size());
-    const flightpath::PathSet ranger = flightpath::Ranger(N, options).estimate(samples.data(), 1);
+    const flightpath::PathSet ranger = flightpath::Ranger(N, options).estimate(samples);
     const ToFResult dense = estimateDense(samples, file.spacing_Hz);
     const double step_m = bench::fineStep_m(N, file.spacing_Hz);
-    const bool sameCount = dense.NumSignals == ranger.NumSignals[0];
-    std::printf(" %g/%g%s", static_cast<double>(dense.NumSignals),
-                static_cast<double>(ranger.NumSignals[0]),
+    const bool sameCount = static_cast<int>(dense.NumSignals) == ranger[0].info().NumSignals;
+    std::printf(" %g/%d%s", static_cast<double>(dense.NumSignals), ranger[0].info().NumSignals,
                 !sameCount || bench::samePaths(dense, ranger, step_m) ? "" : "(!)");
   }
   std::printf("\n");

@@ -29,8 +29,7 @@ void estimateStructured(int numSubcarriers) {
   const auto samples = bench::measurement(numSubcarriers, 3);
   flightpath::RangingOptions options;
   options.SubcarrierSpacing = bench::spacing_Hz;
-  flightpath::Ranger(static_cast<std::uint32_t>(numSubcarriers), options)
-      .estimate(samples.data(), 1);
+  flightpath::Ranger(static_cast<std::uint32_t>(numSubcarriers), options).estimate(samples);
 }
 
 }  // namespace

@@ -18,9 +18,9 @@ void BM_Ranger(benchmark::State& state) {
   flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options(1));
   flightpath::PathSet paths;
   for ([[maybe_unused]] auto _ : state) {
-    ranger.estimate(samples.data(), 1, paths);
+    ranger.estimate(samples, paths);
   }
-  state.counters["found"] = static_cast<double>(paths.Distances.size());
+  state.counters["found"] = static_cast<double>(paths.distances_m().size());
 }
 
 /// 2,000 measurements of 64 subcarriers at once; the argument is the number of threads.
@@ -34,7 +34,7 @@ void BM_RangerBatch(benchmark::State& state) {
   flightpath::Ranger ranger(64, options(static_cast<unsigned>(state.range(0))));
   flightpath::PathSet paths;
   for ([[maybe_unused]] auto _ : state) {
-    ranger.estimate(batch.data(), count, paths);
+    ranger.estimate({batch, 64}, paths);
   }
 }
 

@@ -15,7 +15,7 @@ int main() {
   const std::vector<SimulatedPath> paths = {{40e-9, 1.0, 0.3}, {58e-9, 0.7, 1.9}};
 
   std::mt19937_64 random(1);
-  std::vector<creal32_T> batch;  // one measurement a row
+  std::vector<creal32_T> batch;  // one measurement per row
   for (std::size_t i = 0; i < count; ++i) {
     const auto row = simulateChannel(paths, {numSubcarriers, spacing_Hz, 25.0}, random);
     batch.insert(batch.end(), row.begin(), row.end());
@@ -25,11 +25,11 @@ int main() {
   options.SubcarrierSpacing = spacing_Hz;
   options.Threads = 0;  // every core
   flightpath::Ranger ranger(numSubcarriers, options);
-  const flightpath::PathSet found = ranger.estimate(batch.data(), count);
+  const flightpath::PathSet found = ranger.estimate({batch, numSubcarriers});
 
   std::printf("%zu measurements, %zu paths; true distances 11.992 and 17.388 m\n", count,
-              found.Distances.size());
-  for (std::size_t k = found.Offsets[0]; k < found.Offsets[1]; ++k) {
-    std::printf("first measurement: %.3f m\n", found.Distances[k]);
+              found.distances_m().size());
+  for (const flightpath::Path path : found[0]) {
+    std::printf("first measurement: %.3f m\n", path.Distance_m);
   }
 }

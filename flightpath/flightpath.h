@@ -2,9 +2,10 @@
 
 /// flightpath: how far did this radio signal travel?
 ///
-/// Start with `MUSIC::estimateToF` (api/estimate_tof.h). To keep FFT plans between measurements or
-/// to choose the settings, use `MUSICLib` (spectrum/estimator.h). Everything else is the numeric
-/// routines underneath, for callers who want a step by itself.
+/// Start with `flightpath::Ranger` (ranging/ranger.h): many measurements of one receiver, on every core.
+/// `MUSIC::estimateToF` (api/entry/estimate_tof.h) answers one measurement in one call and is the
+/// reference; `MUSICLib` (spectrum/estimator.h) does the same with settings and keeps its FFT plans.
+/// Everything else is the numeric routines underneath, for callers who want a step by itself.
 
 #include "flightpath/api/distance.h"
 #include "flightpath/api/entry/csi.h"
@@ -17,12 +18,18 @@
 #include "flightpath/music/signal_count.h"
 #include "flightpath/music/smoothing.h"
 #include "flightpath/music/tof_result.h"
+#include "flightpath/ranging/csi_rows.h"
+#include "flightpath/ranging/path.h"
+#include "flightpath/ranging/path_set.h"
+#include "flightpath/ranging/progress.h"
 #include "flightpath/ranging/ranger.h"
+#include "flightpath/ranging/ranging_options.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
 #include "flightpath/runtime/export.h"
 #include "flightpath/runtime/nonfinite.h"
 #include "flightpath/runtime/scalar.h"
+#include "flightpath/runtime/span.h"
 #include "flightpath/spectrum/estimator.h"
 #include "flightpath/spectrum/fft_spectrum.h"
 #include "flightpath/spectrum/fir_response.h"

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <numeric>
@@ -45,20 +47,20 @@ bool isFinite(const Samples& x) { return fuzz::allWithin(x, std::numeric_limits<
 
 void checkCount(const Batch& batch, const Samples& row, const Answer& a) {
   if (!isFinite(row)) {
-    require(a.numSignals == 0.0F && a.distances.empty(), "a bad sample: no signal and no path");
+    require(a.numSignals == 0 && a.outcome == flightpath::Outcome::BadSamples,
+            "a bad sample: no signal and no path");
     return;
   }
-  const std::optional<unsigned char> forced = batch.options.NumSignals;
+  const std::optional<std::uint32_t> forced = batch.options.NumPaths;
   if (forced) {
-    require(a.numSignals == static_cast<float>(*forced), "the forced count");
+    require(a.numSignals == static_cast<std::int32_t>(*forced), "the forced count");
   }
   const double L = std::round(0.75 * batch.N);
-  require(forced || (a.numSignals >= 0.0F && static_cast<double>(a.numSignals) < std::max(L, 1.0) &&
-                     a.numSignals == std::floor(a.numSignals)),
+  require(forced || (a.numSignals >= 0 && a.numSignals < std::max(L, 1.0)),
           "a count that the criterion can give");
-  require(static_cast<double>(a.distances.size()) <= static_cast<double>(a.numSignals),
+  require(a.distances.size() <= static_cast<std::size_t>(a.numSignals),
           "no more paths than signals");
-  if (a.numSignals == 1.0F && batch.options.PhaseSlopeForOnePath) {
+  if (a.numSignals == 1 && batch.options.PhaseSlopeForOnePath) {
     require(a.distances.size() == 1 && a.peakValues[0] == 1.0F, "the closed form");
   }
 }
@@ -100,7 +102,7 @@ int exponentToOne(const Samples& x) {
 
 /// EXACT: the closed form is that of the entry point, down to the bits, for samples of size 1.
 void checkClosedForm(const Batch& batch, const Samples& row, const Answer& a) {
-  if (batch.options.NumSignals == 1 && batch.options.PhaseSlopeForOnePath && isFinite(row)) {
+  if (batch.options.NumPaths == 1 && batch.options.PhaseSlopeForOnePath && isFinite(row)) {
     const Samples one = scaled(row, exponentToOne(row));
     const CSI csi = {312500, static_cast<std::uint16_t>(batch.N), one.data()};
     require(sameBits(a.distances.at(0), MUSIC::estimateToF(csi, 1).Distances.at(0)),
@@ -112,7 +114,7 @@ void checkNeighbours(Batch batch, const std::vector<Answer>& expected, FuzzedDat
   Ranger single(batch.N, batch.options);
   PathSet paths;
   for (std::size_t i = 0; i < batch.rows.size(); ++i) {
-    estimate(single, {batch.rows[i]}, paths);
+    estimate(single, batch.N, {batch.rows[i]}, paths);
     requireSame(answers(paths).at(0), expected[i], "alone as in the batch");
   }
   std::vector<std::size_t> order(batch.rows.size());
@@ -127,7 +129,7 @@ void checkNeighbours(Batch batch, const std::vector<Answer>& expected, FuzzedDat
   }
   batch.options.Threads = data.ConsumeIntegralInRange(1U, 3U);
   Ranger threaded(batch.N, batch.options);
-  estimate(threaded, shuffled, paths);
+  estimate(threaded, batch.N, shuffled, paths);
   const std::vector<Answer> found = answers(paths);
   for (std::size_t i = 0; i < order.size(); ++i) {
     requireSame(found[i], expected[order[i]], "in another order, on several threads");
@@ -143,9 +145,43 @@ void checkUnit(const Batch& batch, const std::vector<Answer>& expected, int expo
     const Samples other = scaled(row, exponent);
     const bool exact = fuzz::sameList(row, scaled(other, -exponent));
     if (exact && isFinite(other)) {
-      estimate(ranger, {other}, paths);
+      estimate(ranger, batch.N, {other}, paths);
       requireSame(answers(paths).at(0), expected[i], "in another unit");
     }
+  }
+}
+
+std::vector<std::complex<double>> toDoublePrecision(const std::vector<Samples>& rows) {
+  std::vector<std::complex<double>> all;
+  for (const Samples& row : rows) {
+    for (const creal32_T z : row) {
+      all.emplace_back(static_cast<double>(z.re), static_cast<double>(z.im));
+    }
+  }
+  return all;
+}
+
+/// EXACT: groups of rows alone as in the batch, in either precision of samples.
+void checkSnapshots(const Batch& batch, FuzzedDataProvider& data) {
+  RangingOptions options = batch.options;
+  options.SnapshotsPerEstimate = data.ConsumeIntegralInRange(1U, 3U);
+  const std::size_t S = options.SnapshotsPerEstimate;
+  const std::size_t count = batch.rows.size() / S;
+  const std::vector<Samples> rows(batch.rows.begin(),
+                                  batch.rows.begin() + static_cast<std::ptrdiff_t>(count * S));
+  Ranger ranger(batch.N, options);
+  PathSet paths;
+  estimate(ranger, batch.N, rows, paths);
+  fuzz::checkShapes(paths, count);
+  const std::vector<Answer> all = answers(paths);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto first = rows.begin() + static_cast<std::ptrdiff_t>(i * S);
+    const std::vector<Samples> group(first, first + static_cast<std::ptrdiff_t>(S));
+    require(
+        std::ranges::all_of(group, isFinite) == (all[i].outcome != flightpath::Outcome::BadSamples),
+        "one bad row is a bad group");
+    ranger.estimate({toDoublePrecision(group), batch.N}, paths);
+    requireSame(answers(paths).at(0), all[i], "a group alone, in double precision");
   }
 }
 
@@ -176,7 +212,7 @@ void checkAnyBatch(FuzzedDataProvider& data) {
     return;
   }
   PathSet paths;
-  estimate(*ranger, batch.rows, paths);
+  estimate(*ranger, batch.N, batch.rows, paths);
   fuzz::checkShapes(paths, batch.rows.size());
   const std::vector<Answer> all = answers(paths);
   const bool isOrdinary = batch.options.SubcarrierSpacing == 312500.0;
@@ -191,6 +227,7 @@ void checkAnyBatch(FuzzedDataProvider& data) {
   }
   checkNeighbours(batch, all, data);
   checkUnit(batch, all, data.ConsumeIntegralInRange(-120, 120));
+  checkSnapshots(batch, data);
 }
 
 /// Arguments out of range: refused, by name, before anything is made.
@@ -201,11 +238,12 @@ void checkRefusals(FuzzedDataProvider& data) {
   std::optional<Ranger> ranger = make(options, N);
   require(ranger.has_value() == isAllowed(options, N), "refused by what the header excludes");
   if (ranger) {
+    const creal32_T* const null = nullptr;
     try {
-      ranger->estimate(nullptr, data.ConsumeIntegralInRange<std::size_t>(1, 1000));
+      ranger->estimate({null, data.ConsumeIntegralInRange<std::size_t>(1, 1000), N});
       require(false, "a null pointer is refused");
     } catch (const std::invalid_argument&) {
-      require(ranger->estimate(nullptr, 0).Offsets.size() == 1, "and none is needed for none");
+      require(ranger->estimate({null, 0, N}).size() == 0, "and none is needed for none");
     }
   }
 }
@@ -223,21 +261,22 @@ void checkBenignChannel(FuzzedDataProvider& data) {
   }
   RangingOptions options;
   options.SubcarrierSpacing = 312500.0;
-  options.NumSignals = static_cast<unsigned char>(channel.numPaths);
+  options.NumPaths = static_cast<std::uint32_t>(channel.numPaths);
   options.PhaseSlopeForOnePath = false;
   Ranger ranger(static_cast<std::uint32_t>(N), options);
   PathSet paths;
-  estimate(ranger, {channel.samples}, paths);
+  estimate(ranger, static_cast<std::uint32_t>(N), {channel.samples}, paths);
   const double tolerance = fuzz::pathTolerance(settings.fineResolution);
   std::vector<double> found;
-  for (const double t : paths.TimesOfFlight) {
+  for (const double t : paths.delays_s()) {
     found.push_back(t * options.SubcarrierSpacing);
   }
   fuzz::requireSamePaths(found, model.freqs, tolerance);
   if (channel.numPaths > 1) {  // the dense route always takes the closed form for one
     const CSI csi = {312500, static_cast<std::uint16_t>(N), channel.samples.data()};
     std::vector<double> dense;
-    for (const double t : MUSIC::estimateToF(csi, options.NumSignals).TimesOfFlight) {
+    for (const double t :
+         MUSIC::estimateToF(csi, static_cast<unsigned char>(channel.numPaths)).TimesOfFlight) {
       dense.push_back(t * options.SubcarrierSpacing);
     }
     fuzz::requireSamePaths(found, dense, tolerance);

@@ -3,65 +3,61 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <vector>
 
-#include "flightpath/runtime/complex.h"
+#include "flightpath/ranging/csi_rows.h"
+#include "flightpath/ranging/path_set.h"
+#include "flightpath/ranging/progress.h"
+#include "flightpath/ranging/ranging_options.h"
 #include "flightpath/runtime/export.h"
 
 namespace flightpath {
 
-/// What a `Ranger` is told once.
+/// Path distances of many measurements of one receiver.
 ///
-/// SubcarrierSpacing      hertz, finite and above 0
-/// NumSignals             forced number of paths; empty: estimate it
-/// PhaseSlopeForOnePath   the closed form where there is exactly one path
-/// Threads                how many work on a batch, at most 1024; 0: one for each core
-struct RangingOptions {
-  double SubcarrierSpacing = 0;
-  std::optional<unsigned char> NumSignals;
-  bool PhaseSlopeForOnePath = true;
-  unsigned Threads = 1;
-};
-
-/// The paths of a batch. Those of measurement i stand at [Offsets[i], Offsets[i + 1]).
+///   flightpath::RangingOptions options;
+///   options.SubcarrierSpacing = 312500;
+///   flightpath::Ranger ranger(64, options);                // keep it
+///   const flightpath::PathSet found = ranger.estimate({csi, 64});
+///   for (const flightpath::Path path : found[0]) { ... path.Distance_m ... }
 ///
-/// Offsets        count + 1
-/// Distances      metres; those of one measurement in the order of their coarse peaks
-/// TimesOfFlight  seconds: each distance divided by 299792458.0
-/// PeakValues     decibels of the refined pseudo-spectrum; 1 on the closed form
-/// NumSignals     one a measurement: the signal count used, estimated or forced
-struct PathSet {
-  std::vector<std::size_t> Offsets;
-  std::vector<double> Distances;
-  std::vector<double> TimesOfFlight;
-  std::vector<float> PeakValues;
-  std::vector<float> NumSignals;
-};
-
-/// The answers of `MUSIC::estimateToF` for many measurements of one receiver, without the dense
-/// L x L eigen decomposition: one to two orders faster, from the structure of the covariance.
+/// The answers are those of `MUSIC::estimateToF`, 25 to 360 times faster: eigenvalues and signal
+/// eigenvectors come from a real symmetric matrix of about half the order, in double precision, without
+/// the dense L x L eigen decomposition; criterion, threshold, grids and tie rules are the same
+/// functions. The two differ where the dense route counts rounding noise of its own (ARCHITECTURE.md;
+/// docs/benchmarks.md for how often), and in two rules: a measurement with a NaN or infinite sample has
+/// no path, also with a forced count; and the unit of the samples does not matter, where the dense
+/// route's products may leave single precision.
 ///
-/// The eigenvalues and signal eigenvectors come from a real symmetric matrix of order 2 (N - L + 1),
-/// about N / 2, in double precision; the criterion, the threshold, the grids and the tie rules are
-/// those of the dense route. It differs from it where the dense route counts rounding noise of its
-/// own (see ARCHITECTURE.md, and docs/benchmarks.md for how often), and in two rules: a measurement
-/// with a NaN or infinite sample has 0 signals and no path, also with a forced count; and the unit of
-/// the samples does not matter, where the dense route's products may leave single precision.
+/// Several measurements may share their paths. With S = SnapshotsPerEstimate above 1, S consecutive rows
+/// give one estimate:
 ///
-/// Results depend on the measurement alone: not on its neighbours in the batch, not on the number of
-/// threads, nor on the caller's floating-point modes, bit for bit.
+///   covariance   the mean of the S smoothed covariances, of rank L where one alone has 2 (N - L + 1)
+///   count        minimum over k of penalty(k) + S (L - k) log(AM / GM), the likelihood of S snapshots
+///   search       that of one measurement, in the signal space of the mean covariance
+///   closed form  the angle of the sum over the rows of x(k + 1) conj(x(k)), averaged over k
+///
+/// With S = 1 these are the formulas of one measurement. Rows may differ in phase and in power, in
+/// which they count; a NaN or infinity in one row takes the whole estimate.
+///
+/// Results depend on the rows of an estimate alone: not on its neighbours in the batch, not on the number
+/// of threads, nor on the caller's floating-point modes, bit for bit.
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call, as `MUSIC::estimateToF` does.
 ///
 /// A Ranger keeps its plans, work space and threads; after the first call of a size, `estimate` into
-/// a reused PathSet allocates nothing on one thread. The work space takes about 7 N^2 bytes a thread,
-/// from the construction on. One Ranger is used by one thread at a time.
+/// a reused PathSet allocates nothing on one thread. The work space takes about 7 N^2 bytes per thread
+/// (21 N^2 where estimates share snapshots), from the construction on. One Ranger is used by one thread
+/// at a time.
+///
+/// Source: the method as in `MUSIC::estimateToF`; several snapshots after M. Wax and T. Kailath,
+/// Detection of signals by information theoretic criteria, IEEE Trans. Acoust., Speech, Signal
+/// Process. 33(2), 1985.
 class FLIGHTPATH_API Ranger {
  public:
   /// numSubcarriers  N, 1 ... 65535
   ///
-  /// Errors: std::invalid_argument, naming the argument; std::bad_alloc.
+  /// Errors: std::invalid_argument, naming the argument; std::bad_alloc; std::system_error where the
+  /// system refuses a thread.
   Ranger(std::uint32_t numSubcarriers, const RangingOptions& options);
   ~Ranger();
   Ranger(const Ranger&) = delete;
@@ -69,15 +65,20 @@ class FLIGHTPATH_API Ranger {
   Ranger(Ranger&&) noexcept;
   Ranger& operator=(Ranger&&) noexcept;
 
-  /// csi    count rows of N samples, one measurement a row; may be null for count = 0
-  /// count  how many
+  /// The paths of every estimate in a batch.
   ///
-  /// Errors: std::invalid_argument for a null pointer, std::logic_error for a Ranger that was moved
-  /// from, std::bad_alloc. The Ranger stays usable.
-  PathSet estimate(const creal32_T* csi, std::size_t count);
+  /// rows      rows of N samples, S per estimate
+  /// progress  called from the calling thread between estimates, at most every 50 ms and never for
+  ///           batches that take less; where it returns false, the answers are those of the estimates
+  ///           finished by then, and say so (`PathSet::complete`)
+  ///
+  /// Errors: std::invalid_argument where the rows are not N samples long, are not whole, are not a
+  /// multiple of S, or null; std::logic_error for a Ranger that was moved from; std::bad_alloc;
+  /// whatever `progress` throws. The Ranger stays usable.
+  PathSet estimate(CsiRows rows, const Progress& progress = {});
 
-  /// The same into `out`, whose storage is used again.
-  void estimate(const creal32_T* csi, std::size_t count, PathSet& out);
+  /// The same into `out`, whose storage is used again. Where an error ends the call, it holds none.
+  void estimate(CsiRows rows, PathSet& out, const Progress& progress = {});
 
  private:
   class Batch;

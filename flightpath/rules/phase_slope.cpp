@@ -2,8 +2,10 @@
 
 #include <math.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 #include "flightpath/runtime/detail/complex_math.h"
 #include "flightpath/runtime/detail/view.h"
@@ -12,6 +14,8 @@
 
 namespace flightpath {
 namespace {
+
+constexpr float twoPi = 6.2831855F;
 
 float signOf(float value) { return value > 0.0F ? 1.0F : -1.0F; }
 
@@ -38,20 +42,21 @@ float angle(creal32_T z) {
   return ::atan2f(z.im, z.re);
 }
 
-float phaseSlopeFrequency(std::span<const creal32_T> x, coder::array<float, 1>& steps) {
-  constexpr float twoPi = 6.2831855F;
-  steps.set_size(x.empty() ? 0 : static_cast<std::int32_t>(x.size()) - 1);
-  for (std::int32_t k = 0; k < steps.numel; ++k) {
-    const auto at = static_cast<std::size_t>(k);
-    steps[k] = angle(timesConjugate(x[at + 1], x[at]));
-  }
-  const float total = coder::blockedSummation(steps, steps.numel);
-  return -(total / static_cast<float>(steps.numel)) / twoPi;
+float phaseSlopeFrequency(std::span<const creal32_T> steps, coder::array<float, 1>& angles) {
+  angles.set_size(static_cast<std::int32_t>(steps.size()));
+  std::ranges::transform(steps, angles.begin(), angle);
+  const float total = coder::blockedSummation(angles, angles.numel);
+  return -(total / static_cast<float>(angles.numel)) / twoPi;
 }
 
 float phaseSlopeFrequency(const coder::array<creal32_T, 1>& x) {
-  coder::array<float, 1> steps;
-  return phaseSlopeFrequency(elements(x), steps);
+  coder::array<creal32_T, 1> steps;
+  steps.set_size(std::max(x.numel - 1, 0));
+  for (std::int32_t k = 0; k < steps.numel; ++k) {
+    steps[k] = timesConjugate(x[k + 1], x[k]);
+  }
+  coder::array<float, 1> angles;
+  return phaseSlopeFrequency(elements(std::as_const(steps)), angles);
 }
 
 }  // namespace flightpath

@@ -38,8 +38,8 @@ inline RangingOptions anyOptions(FuzzedDataProvider& data) {
   RangingOptions options;
   options.SubcarrierSpacing = anySpacing(data);
   if (data.ConsumeBool()) {
-    options.NumSignals = data.ConsumeBool() ? data.ConsumeIntegralInRange<unsigned char>(0, 6)
-                                            : data.ConsumeIntegral<unsigned char>();
+    options.NumPaths = data.ConsumeBool() ? data.ConsumeIntegralInRange<unsigned char>(0, 6)
+                                          : data.ConsumeIntegral<unsigned char>();
   }
   options.PhaseSlopeForOnePath = data.ConsumeBool();
   return options;

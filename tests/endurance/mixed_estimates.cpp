@@ -132,9 +132,9 @@ int MixedEstimates::batch(int N) {
   constexpr int count = 2;
   flightpath::RangingOptions options;
   options.SubcarrierSpacing = spacing_Hz;
-  options.NumSignals = nextForcedCount();
+  options.NumPaths = nextForcedCount();
   options.Threads = calls_ % 10 == 0 ? 2 : 1;
   flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options);
-  ranger.estimate(drawMeasurements(N, count).data(), count);
+  ranger.estimate({drawMeasurements(N, count), static_cast<std::size_t>(N)});
   return count;
 }

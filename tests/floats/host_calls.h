@@ -11,6 +11,7 @@
 #include "tests/floats/records.h"
 #include "tests/support/builders.h"
 #include "tests/support/channels.h"
+#include "tests/support/columns.h"
 
 /// Every entry point on every route, its answer in one list of numbers that can be compared.
 namespace support {
@@ -52,20 +53,20 @@ inline Answer byMUSIC1D(const Record& x, const MUSICParameters& parameters) {
 inline flightpath::RangingOptions rangingOptions(int forced, unsigned threads) {
   flightpath::RangingOptions how;
   how.SubcarrierSpacing = recordSpacing_Hz;
-  how.NumSignals = forcedCount(forced);
+  how.NumPaths = forcedCount(forced);
   how.Threads = threads;
   return how;
 }
 
 /// All records of the same length, one behind the other.
 inline Answer byRanger(flightpath::Ranger& ranger, const Record& rows, std::size_t count) {
-  const flightpath::PathSet found = ranger.estimate(rows.data(), count);
+  const Columns found = columnsOf(ranger.estimate({rows, rows.size() / count}));
   Answer answer;
-  append(answer, found.Offsets);
-  append(answer, found.Distances);
-  append(answer, found.TimesOfFlight);
-  append(answer, found.PeakValues);
-  append(answer, found.NumSignals);
+  append(answer, found.offsets);
+  append(answer, found.distances_m);
+  append(answer, found.delays_s);
+  append(answer, found.peaks_dB);
+  append(answer, found.numSignals);
   return answer;
 }
 

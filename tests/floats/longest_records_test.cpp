@@ -81,6 +81,6 @@ TEST_F(LongestRecords, RangerBeyondTheMachineIsABadAlloc) {
     EXPECT_GE(support::largestBlockWanted(), std::size_t{16385} * 16385 * sizeof(double))
         << threads;
   }
-  how.NumSignals = 1;
+  how.NumPaths = 1;
   EXPECT_THROW(flightpath::Ranger(65535, how), std::bad_alloc) << "the closed form alone too";
 }

@@ -10,13 +10,17 @@
 #include "flightpath/ranging/ranger.h"
 #include "tests/floats/bad_values.h"
 #include "tests/floats/records.h"
+#include "tests/support/columns.h"
 #include "tests/support/same_bits.h"
 
+using flightpath::Outcome;
 using flightpath::PathSet;
 using flightpath::Ranger;
 using flightpath::RangingOptions;
 using support::BadValue;
 using support::badValues;
+using support::Columns;
+using support::columnsOf;
 using support::forcedCount;
 using support::Part;
 using support::Record;
@@ -33,35 +37,37 @@ double farthest_m(int N) { return halfPeriod_m * (1.0 + 2.0 / (30.0 * N) + 1e-6)
 RangingOptions options(int forced) {
   RangingOptions how;
   how.SubcarrierSpacing = support::recordSpacing_Hz;
-  how.NumSignals = forcedCount(forced);
+  how.NumPaths = forcedCount(forced);
   return how;
 }
 
 void expectSame(const PathSet& a, const PathSet& b) {
-  EXPECT_EQ(a.Offsets, b.Offsets);
-  EXPECT_EQ(a.NumSignals, b.NumSignals);
-  ASSERT_EQ(a.Distances.size(), b.Distances.size());
-  for (std::size_t k = 0; k < a.Distances.size(); ++k) {
-    EXPECT_TRUE(sameBits(a.Distances[k], b.Distances[k])) << k;
-    EXPECT_TRUE(sameBits(a.TimesOfFlight[k], b.TimesOfFlight[k])) << k;
-    EXPECT_TRUE(sameBits(a.PeakValues[k], b.PeakValues[k])) << k;
+  const Columns x = columnsOf(a);
+  const Columns y = columnsOf(b);
+  EXPECT_EQ(x.offsets, y.offsets);
+  EXPECT_EQ(x.numSignals, y.numSignals);
+  EXPECT_EQ(x.outcomes, y.outcomes);
+  ASSERT_EQ(x.distances_m.size(), y.distances_m.size());
+  for (std::size_t k = 0; k < x.distances_m.size(); ++k) {
+    EXPECT_TRUE(sameBits(x.distances_m[k], y.distances_m[k])) << k;
+    EXPECT_TRUE(sameBits(x.delays_s[k], y.delays_s[k])) << k;
+    EXPECT_TRUE(sameBits(x.peaks_dB[k], y.peaks_dB[k])) << k;
   }
 }
 
 void expectConsistent(const PathSet& found) {
-  ASSERT_EQ(found.Offsets.size(), 2U);
-  EXPECT_EQ(found.Offsets[0], 0U);
-  EXPECT_EQ(found.Offsets[1], found.Distances.size());
-  EXPECT_EQ(found.TimesOfFlight.size(), found.Distances.size());
-  EXPECT_EQ(found.PeakValues.size(), found.Distances.size());
-  ASSERT_EQ(found.NumSignals.size(), 1U);
-  EXPECT_LE(static_cast<float>(found.Distances.size()), found.NumSignals[0]);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].size(), found.distances_m().size());
+  EXPECT_EQ(found.delays_s().size(), found.distances_m().size());
+  EXPECT_EQ(found.peaks_dB().size(), found.distances_m().size());
+  EXPECT_LE(found[0].size(), static_cast<std::size_t>(found[0].info().NumSignals));
 }
 
-void expectNoSignal(const PathSet& found) {
+void expectNoPath(const PathSet& found, Outcome why) {
   expectConsistent(found);
-  EXPECT_EQ(found.NumSignals[0], 0.0F);
-  EXPECT_TRUE(found.Distances.empty());
+  EXPECT_EQ(found.numSignals()[0], 0);
+  EXPECT_EQ(found.outcomes()[0], why);
+  EXPECT_TRUE(found.distances_m().empty());
 }
 
 /// Calls check(record, bad value, where) with every part of every sample replaced by every bad value.
@@ -89,14 +95,14 @@ TEST(RangerBadSamples, NotFiniteMeansNoSignalAndFiniteMeansFinite) {
       Ranger ranger(static_cast<std::uint32_t>(N), options(forced));
       forEverySpoiltRecord(support::ordinaryRecord(N, 2, 30.0, 4),
                            [&](const Record& x, float value) {
-                             const PathSet found = ranger.estimate(x.data(), 1);
-                             expectSame(ranger.estimate(x.data(), 1), found);
+                             const PathSet found = ranger.estimate(x);
+                             expectSame(ranger.estimate(x), found);
                              if (!std::isfinite(value)) {
-                               expectNoSignal(found);
+                               expectNoPath(found, Outcome::BadSamples);
                                return;
                              }
                              expectConsistent(found);
-                             for (const double distance : found.Distances) {
+                             for (const double distance : found.distances_m()) {
                                EXPECT_TRUE(std::isfinite(distance));
                                EXPECT_FALSE(std::fabs(distance) > farthest_m(N));
                              }
@@ -112,11 +118,11 @@ TEST(RangerBadSamples, SubnormalsCountAsZero) {
     Ranger ranger(13, options(forced));
     for (std::size_t at = 0; at < good.size(); ++at) {
       for (const Part part : {Part::Real, Part::Imaginary, Part::Both}) {
-        const PathSet expected = ranger.estimate(withSample(good, at, part, 0.0F).data(), 1);
+        const PathSet expected = ranger.estimate(withSample(good, at, part, 0.0F));
         for (const BadValue& bad : badValues) {
           if (support::vanishes(bad.value)) {
             SCOPED_TRACE(testing::Message() << bad.name << " at " << at);
-            expectSame(ranger.estimate(withSample(good, at, part, bad.value).data(), 1), expected);
+            expectSame(ranger.estimate(withSample(good, at, part, bad.value)), expected);
           }
         }
       }
@@ -135,14 +141,14 @@ TEST(RangerBadSamples, WholeRecordsOfOneValue) {
     for (const BadValue& bad : badValues) {
       SCOPED_TRACE(testing::Message() << bad.name << ", N " << N);
       const Record x(static_cast<std::size_t>(N), {bad.value, bad.value});
-      const PathSet found = ranger.estimate(x.data(), 1);
+      const PathSet found = ranger.estimate(x);
       if (!std::isfinite(bad.value) || bad.value == 0.0F) {
-        expectNoSignal(found);
+        expectNoPath(found, std::isfinite(bad.value) ? Outcome::NoSignal : Outcome::BadSamples);
         continue;
       }
-      EXPECT_EQ(found.NumSignals[0], 1.0F);
-      ASSERT_EQ(found.Distances.size(), 1U);
-      EXPECT_NEAR(found.Distances[0], 0.0, fineStep_m);
+      EXPECT_EQ(found.numSignals()[0], 1);
+      ASSERT_EQ(found.distances_m().size(), 1U);
+      EXPECT_NEAR(found.distances_m()[0], 0.0, fineStep_m);
     }
   }
 }
@@ -180,8 +186,9 @@ TEST(RangerBadSpacing, IsRefusedOrLeadsToFinitePaths) {
       EXPECT_THROW(Ranger(13, how), std::invalid_argument) << row.why;
       continue;
     }
-    const PathSet found = Ranger(13, how).estimate(x.data(), 1);
-    ASSERT_EQ(found.Distances.size(), 2U) << row.why;
-    EXPECT_TRUE(std::isfinite(found.Distances[0]) && std::isfinite(found.Distances[1])) << row.why;
+    const PathSet found = Ranger(13, how).estimate(x);
+    ASSERT_EQ(found.distances_m().size(), 2U) << row.why;
+    EXPECT_TRUE(std::isfinite(found.distances_m()[0]) && std::isfinite(found.distances_m()[1]))
+        << row.why;
   }
 }

@@ -46,9 +46,9 @@ bool rangesABatch() {
   options.SubcarrierSpacing = 312500.0;
   options.Threads = 2;
   flightpath::Ranger ranger(64, options);
-  const flightpath::PathSet paths = ranger.estimate(rows.data(), 2);
-  return paths.Offsets == std::vector<std::size_t>{0, 1, 2} &&
-         std::fabs(paths.Distances[1] - trueDistance_m) < 1e-3;
+  const flightpath::PathSet found = ranger.estimate({rows, 64});
+  return found.size() == 2 && found[0].size() == 1 && found[1].size() == 1 &&
+         std::fabs(found[1][0].Distance_m - trueDistance_m) < 1e-3;
 }
 
 template <class Function>

@@ -16,7 +16,7 @@ using flightpath::EigenvalueSums;
 namespace {
 
 EigenvalueSums sumsOf(const std::vector<double>& values) {
-  EigenvalueSums sums = {static_cast<int>(values.size()), 0.0, 0.0, 0.0};
+  EigenvalueSums sums = {static_cast<int>(values.size()), 1, 0.0, 0.0, 0.0};
   for (const double value : values) {
     sums.trace += value;
     sums.logDeterminant += std::log(value);
@@ -101,8 +101,8 @@ TEST(CountSignals, SmallCases) {
 
 // EXACT: sums made up so that Q(0) = 2 log(2 / 2) + 2 is the penalty of k = 1 to the bit.
 TEST(CountSignals, OfEqualCriteriaTheSmallerCountWins) {
-  EXPECT_EQ(countSignals({2, 2.0, -2.0, 0.0}, std::vector<double>{1.5}), 0);
-  EXPECT_EQ(countSignals({2, 2.0, -2.0, 0.0}, {}), 0) << "and it takes no eigenvalue to say so";
+  EXPECT_EQ(countSignals({2, 1, 2.0, -2.0, 0.0}, std::vector<double>{1.5}), 0);
+  EXPECT_EQ(countSignals({2, 1, 2.0, -2.0, 0.0}, {}), 0) << "and it takes no eigenvalue to say so";
 }
 
 // EXACT: Q(1) = 28.3 leaves room for the penalty 7 of k = 2; Q(2) = 7 leaves none for 9.
@@ -171,4 +171,27 @@ TEST(CountSearch, AnUncertainSumOfLogarithmsDoesNotChangeTheCount) {
       EXPECT_EQ(flightpath::countSignals(off, values), expected) << trial << " " << error;
     }
   }
+}
+
+// EXACT: S snapshots have S times the likelihood: with S = 3 and AM / GM = 14 / 5.196 the second of the
+// rows above turns, 3 * 1.982 against 2.
+TEST(CountSearch, SnapshotsMultiplyTheLikelihoodAlone) {
+  const std::vector<double> values = {27.0, 1.0};
+  EigenvalueSums sums = sumsOf(values);
+  EXPECT_EQ(countSignals(sums, values), 0);
+  sums.snapshots = 3;
+  EXPECT_EQ(countSignals(sums, values), 1);
+}
+
+// EXACT: what the sum of logarithms may be off counts once per snapshot too.
+TEST(CountSearch, SnapshotsMultiplyTheSlackToo) {
+  EigenvalueSums sums = sumsOf({3.0, 1.0});
+  sums.snapshots = 4;
+  const double likelihood =
+      4.0 * 2.0 * std::log(2.0 / std::sqrt(3.0));  // 1.15, below the penalty 2
+  EXPECT_LT(likelihood, 2.0);
+  sums.slack = 0.1;
+  EXPECT_EQ(countSignals(sums, {}), 0) << "2 >= 1.15 + 0.4";
+  sums.slack = 0.3;
+  EXPECT_FALSE(countSignals(sums, {}).has_value()) << "2 < 1.15 + 1.2";
 }

@@ -35,10 +35,10 @@ TEST(ForcedCounts, FindTheWeakPathsBehindTheStrongOnes) {
     const std::vector<SimulatedPath> paths = sixStrongOnesFirst(count);
     const support::Samples x = simulateChannel(paths, {N, spacing_Hz, 70.0}, random);
     const support::PathSet found =
-        support::estimateAlone(x, support::options(static_cast<unsigned char>(count)));
-    ASSERT_EQ(found.TimesOfFlight.size(), paths.size()) << count << " paths";
+        support::estimateAlone(x, support::options(static_cast<std::uint32_t>(count)));
+    ASSERT_EQ(found.delays_s().size(), paths.size()) << count << " paths";
     for (std::size_t i = 0; i < paths.size(); ++i) {
-      EXPECT_NEAR(found.TimesOfFlight[i], paths[i].delay_s, 0.1 * cell_s) << count << " paths";
+      EXPECT_NEAR(found.delays_s()[i], paths[i].delay_s, 0.1 * cell_s) << count << " paths";
     }
   }
 }

@@ -19,7 +19,9 @@ namespace support {
 inline std::vector<double> allEigenvalues(const Samples& x) {
   const auto N = static_cast<int>(x.size());
   flightpath::RealGram gram(N, flightpath::subvectorLength(N));
-  gram.form(x.data());
+  flightpath::SampleBlock samples(N, 1);
+  EXPECT_TRUE(samples.take(x, 0));
+  gram.form(samples);
   const auto n = static_cast<std::size_t>(gram.order());
   std::vector<double> A(gram.matrix().begin(), gram.matrix().end());
   std::vector<double> ascending(n);

@@ -15,6 +15,7 @@
 #include "flightpath/toolbox/detail/blas.h"
 #include "simulated_channel.h"
 #include "tests/support/builders.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 
 using support::estimateAlone;
@@ -29,7 +30,7 @@ using support::withSpacing;
 namespace {
 
 struct DenseAnswer {
-  float numSignals;
+  int numSignals;
   std::vector<double> distances;
 };
 
@@ -45,10 +46,10 @@ DenseAnswer dense(const Samples& x, double spacing) {
   MUSICLib estimator;
   ToFResult result;
   estimator.MUSICToF(support::column(x), &parameters, &result);
-  return {result.NumSignals, {result.Distances.begin(), result.Distances.end()}};
+  return {static_cast<int>(result.NumSignals), {result.Distances.begin(), result.Distances.end()}};
 }
 
-bool samePaths(const std::vector<double>& a, const std::vector<double>& b, double tolerance_m) {
+bool samePaths(flightpath::Span<const double> a, const std::vector<double>& b, double tolerance_m) {
   if (a.size() != b.size()) {
     return false;
   }
@@ -77,12 +78,12 @@ TEST(RangerBesideTheDenseRoute, AgreesOnSimulatedChannels) {
     const Samples x = simulateChannel(paths, {N, spacing_Hz, snr_dB(random)}, random);
     const PathSet found = estimateAlone(x, options());
     const DenseAnswer reference = dense(x, spacing_Hz);
-    if (found.NumSignals.at(0) != reference.numSignals) {
+    if (found.numSignals()[0] != reference.numSignals) {
       continue;
     }
     ++sameCount;
     const double tolerance_m = 1.01 * fineStep_m(x.size(), spacing_Hz);
-    same += samePaths(found.Distances, reference.distances, tolerance_m) ? 1 : 0;
+    same += samePaths(found.distances_m(), reference.distances, tolerance_m) ? 1 : 0;
   }
   EXPECT_GE(sameCount, 0.99 * trials);
   EXPECT_GE(same, 0.995 * sameCount);
@@ -110,10 +111,10 @@ TEST(RangerBesideTheDenseRoute, AgreesOnRealSamples) {
     for (creal32_T& sample : x) {
       sample.re += static_cast<float>(noise(random));
     }
-    const float found = estimateAlone(x, options()).NumSignals.at(0);
-    const float expected = dense(x, spacing_Hz).numSignals;
+    const int found = estimateAlone(x, options()).numSignals()[0];
+    const int expected = dense(x, spacing_Hz).numSignals;
     sameCount += found == expected ? 1 : 0;
-    EXPECT_NEAR(found, expected, 1.0F) << numTones << " real tones";
+    EXPECT_NEAR(found, expected, 1) << numTones << " real tones";
   }
   EXPECT_GE(sameCount, 0.95 * trials);
 }
@@ -135,12 +136,12 @@ TEST(RangerBesideTheDenseRoute, AgreesOnMeasuredChannels) {
       const Samples& x = file.measurements[i];
       const PathSet found = estimateAlone(x, withSpacing(spacing));
       const DenseAnswer reference = dense(x, spacing);
-      if (found.NumSignals.at(0) == reference.numSignals) {
+      if (found.numSignals()[0] == reference.numSignals) {
         ++compared;
-        EXPECT_TRUE(
-            samePaths(found.Distances, reference.distances, 1.01 * fineStep_m(x.size(), spacing)))
+        EXPECT_TRUE(samePaths(found.distances_m(), reference.distances,
+                              1.01 * fineStep_m(x.size(), spacing)))
             << entry.path().filename() << " " << i + 1 << ": "
-            << testing::PrintToString(found.Distances) << " and "
+            << testing::PrintToString(support::toVector(found.distances_m())) << " and "
             << testing::PrintToString(reference.distances);
       }
     }

@@ -67,18 +67,19 @@ TEST(RangerAllocation, TheSecondCallIntoTheSamePathSetMakesNone) {
       flightpath::RangingOptions options;
       options.SubcarrierSpacing = spacing_Hz;
       if (forced >= 0) {
-        options.NumSignals = static_cast<unsigned char>(forced);
+        options.NumPaths = static_cast<std::uint32_t>(forced);
       }
       const std::vector<creal32_T> batch = mixedBatch(N);
-      const std::size_t count = batch.size() / static_cast<std::size_t>(N);
+      const flightpath::CsiRows all(batch, static_cast<std::size_t>(N));
+      const flightpath::CsiRows half(batch.data(), batch.size() / 2, static_cast<std::size_t>(N));
       flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options);
       flightpath::PathSet out;
-      ranger.estimate(batch.data(), count, out);
+      ranger.estimate(all, out);
       const int before = allocations;
-      ranger.estimate(batch.data(), count, out);
+      ranger.estimate(all, out);
       EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
       const int beforePart = allocations;
-      ranger.estimate(batch.data(), count / 2, out);
+      ranger.estimate(half, out);
       EXPECT_EQ(allocations - beforePart, 0) << "half of it, N " << N << ", forced " << forced;
     }
   }

@@ -16,12 +16,17 @@
 
 #include "flightpath/runtime/nonfinite.h"
 #include "simulated_channel.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
 
+using flightpath::CsiRows;
+using flightpath::Outcome;
 using flightpath::PathSet;
 using flightpath::Ranger;
 using flightpath::RangingOptions;
+using support::Columns;
+using support::columnsOf;
 using support::estimateAlone;
 using support::fineStep_m;
 using support::options;
@@ -43,36 +48,47 @@ void expectSame(const std::vector<T>& a, const std::vector<T>& b, const char* wh
   }
 }
 
-void expectSame(const PathSet& a, const PathSet& b) {
-  EXPECT_EQ(a.Offsets, b.Offsets);
-  expectSame(a.Distances, b.Distances, "distance");
-  expectSame(a.TimesOfFlight, b.TimesOfFlight, "time");
-  expectSame(a.PeakValues, b.PeakValues, "peak value");
-  expectSame(a.NumSignals, b.NumSignals, "count");
+void expectSame(const Columns& a, const Columns& b) {
+  EXPECT_EQ(a.offsets, b.offsets);
+  expectSame(a.distances_m, b.distances_m, "distance");
+  expectSame(a.delays_s, b.delays_s, "delay");
+  expectSame(a.peaks_dB, b.peaks_dB, "peak");
+  EXPECT_EQ(a.numSignals, b.numSignals);
+  EXPECT_EQ(a.outcomes, b.outcomes);
 }
+
+void expectSame(const PathSet& a, const Columns& b) { expectSame(columnsOf(a), b); }
+void expectSame(const PathSet& a, const PathSet& b) { expectSame(columnsOf(a), columnsOf(b)); }
 
 /// Puts b behind a: what a batch of both must give.
-void append(PathSet& a, const PathSet& b) {
-  const std::size_t before = a.Distances.size();
-  for (std::size_t i = 1; i < b.Offsets.size(); ++i) {
-    a.Offsets.push_back(before + b.Offsets[i]);
+void append(Columns& a, const Columns& b) {
+  const std::size_t before = a.distances_m.size();
+  for (std::size_t i = 1; i < b.offsets.size(); ++i) {
+    a.offsets.push_back(before + b.offsets[i]);
   }
-  a.Distances.insert(a.Distances.end(), b.Distances.begin(), b.Distances.end());
-  a.TimesOfFlight.insert(a.TimesOfFlight.end(), b.TimesOfFlight.begin(), b.TimesOfFlight.end());
-  a.PeakValues.insert(a.PeakValues.end(), b.PeakValues.begin(), b.PeakValues.end());
-  a.NumSignals.insert(a.NumSignals.end(), b.NumSignals.begin(), b.NumSignals.end());
+  a.distances_m.insert(a.distances_m.end(), b.distances_m.begin(), b.distances_m.end());
+  a.delays_s.insert(a.delays_s.end(), b.delays_s.begin(), b.delays_s.end());
+  a.peaks_dB.insert(a.peaks_dB.end(), b.peaks_dB.begin(), b.peaks_dB.end());
+  a.numSignals.insert(a.numSignals.end(), b.numSignals.begin(), b.numSignals.end());
+  a.outcomes.insert(a.outcomes.end(), b.outcomes.begin(), b.outcomes.end());
 }
 
+/// Why there is no path is said exactly where there is none.
 void expectConsistent(const PathSet& set, std::size_t count) {
-  ASSERT_EQ(set.Offsets.size(), count + 1);
-  EXPECT_EQ(set.Offsets.front(), 0U);
+  ASSERT_EQ(set.size(), count);
+  EXPECT_TRUE(set.complete());
+  ASSERT_EQ(set.offsets().size(), count + 1);
+  EXPECT_EQ(set.offsets()[0], 0U);
+  EXPECT_EQ(set.numSignals().size(), count);
+  EXPECT_EQ(set.outcomes().size(), count);
   for (std::size_t i = 0; i < count; ++i) {
-    EXPECT_LE(set.Offsets[i], set.Offsets[i + 1]);
+    EXPECT_LE(set.offsets()[i], set.offsets()[i + 1]);
+    EXPECT_EQ(set[i].empty(), set[i].info().Result != Outcome::Found) << i;
   }
-  EXPECT_EQ(set.Offsets.back(), set.Distances.size());
-  EXPECT_EQ(set.TimesOfFlight.size(), set.Distances.size());
-  EXPECT_EQ(set.PeakValues.size(), set.Distances.size());
-  EXPECT_EQ(set.NumSignals.size(), count);
+  const std::size_t paths = set.distances_m().size();
+  EXPECT_EQ(set.offsets()[count], paths);
+  EXPECT_EQ(set.delays_s().size(), paths);
+  EXPECT_EQ(set.peaks_dB().size(), paths);
 }
 
 Samples channel(const std::vector<SimulatedPath>& paths, int N, double snr_dB, std::uint64_t seed) {
@@ -102,11 +118,11 @@ Samples rows(const std::vector<Samples>& measurements) {
 }
 
 /// Each one by a Ranger of its own, put together.
-PathSet oneByOne(const std::vector<Samples>& measurements, const RangingOptions& how) {
-  PathSet all;
-  all.Offsets = {0};
+Columns oneByOne(const std::vector<Samples>& measurements, const RangingOptions& how) {
+  Columns all;
+  all.offsets = {0};
   for (const Samples& x : measurements) {
-    append(all, estimateAlone(x, how));
+    append(all, columnsOf(estimateAlone(x, how)));
   }
   return all;
 }
@@ -118,15 +134,15 @@ TEST(Ranger, ResultsDependOnTheMeasurementAlone) {
   for (const int N : {30, 64}) {
     const std::vector<Samples> measurements = mixedMeasurements(N);
     const Samples batch = rows(measurements);
-    for (const std::optional<unsigned char> forced :
-         {std::optional<unsigned char>(), std::optional<unsigned char>(1),
-          std::optional<unsigned char>(3)}) {
-      const PathSet expected = oneByOne(measurements, options(forced));
+    for (const std::optional<std::uint32_t> forced :
+         {std::optional<std::uint32_t>(), std::optional<std::uint32_t>(1),
+          std::optional<std::uint32_t>(3)}) {
+      const Columns expected = oneByOne(measurements, options(forced));
       for (const unsigned threads : {1U, 2U, 3U, 5U, 40U}) {
         SCOPED_TRACE(testing::Message() << "N " << N << ", threads " << threads);
         Ranger ranger(static_cast<std::uint32_t>(N), options(forced, threads));
-        expectSame(ranger.estimate(batch.data(), measurements.size()), expected);
-        expectSame(ranger.estimate(batch.data(), measurements.size()), expected);
+        expectSame(ranger.estimate({batch, static_cast<std::size_t>(N)}), expected);
+        expectSame(ranger.estimate({batch, static_cast<std::size_t>(N)}), expected);
       }
     }
   }
@@ -142,17 +158,15 @@ TEST(Ranger, NonFiniteSamplesHaveNoPathAndLeaveTheNeighboursAlone) {
         SCOPED_TRACE(testing::Message() << bad << " at " << at << ", forced " << forced);
         RangingOptions how = options();
         if (forced >= 0) {
-          how.NumSignals = static_cast<unsigned char>(forced);
+          how.NumPaths = static_cast<std::uint32_t>(forced);
         }
         Samples broken = good;
         (at % 2 == 0 ? broken[at].re : broken[at].im) = bad;
-        const PathSet found = Ranger(N, how).estimate(rows({good, broken, good}).data(), 3);
+        const PathSet found = Ranger(N, how).estimate({rows({good, broken, good}), N});
         expectConsistent(found, 3);
-        EXPECT_EQ(found.NumSignals[1], 0.0F);
-        EXPECT_EQ(found.Offsets[1], found.Offsets[2]);
-        PathSet expected = estimateAlone(good, how);
-        append(expected, {{0, 0}, {}, {}, {}, {0.0F}});
-        append(expected, estimateAlone(good, how));
+        Columns expected = columnsOf(estimateAlone(good, how));
+        append(expected, {{0, 0}, {}, {}, {}, {0}, {Outcome::BadSamples}});
+        append(expected, columnsOf(estimateAlone(good, how)));
         expectSame(found, expected);
       }
     }
@@ -189,20 +203,51 @@ TEST(Ranger, BadArgumentsAreNamed) {
     }
   }
   EXPECT_THROW(Ranger(64, {}), std::invalid_argument) << "the spacing has no default";
+  EXPECT_THROW(Ranger(64, options(65536)), std::invalid_argument) << "more than any record has";
+  for (const std::uint32_t snapshots : {0U, 65536U}) {
+    RangingOptions how = options();
+    how.SnapshotsPerEstimate = snapshots;
+    EXPECT_THROW(Ranger(64, how), std::invalid_argument) << snapshots << " snapshots";
+  }
 }
 
-TEST(Ranger, NullSamplesAreRefusedAndTheRangerStaysUsable) {
+TEST(Ranger, RowsThatAreNotItsOwnAreRefusedInWordsAndItStaysUsable) {
   const Samples x = channel({{150e-9, 1.0, 0.4}, {420e-9, 0.8, 2.0}}, 64, 30.0, 8);
+  const Samples many(64 * 56);
+  const creal32_T* const null = nullptr;
+  RangingOptions pairs = options({}, 2);
+  pairs.SnapshotsPerEstimate = 2;
   Ranger ranger(64, options({}, 2));
-  PathSet out;
-  try {
-    ranger.estimate(nullptr, 1, out);
-    ADD_FAILURE() << "accepted";
-  } catch (const std::invalid_argument& error) {
-    EXPECT_NE(std::string(error.what()).find("csi"), std::string::npos) << error.what();
+  Ranger ofPairs(64, pairs);
+  struct Row {
+    Ranger& ranger;
+    CsiRows rows;
+    const char* said;
+  };
+  const Row table[] = {
+      {ranger, {null, 64, 64}, "the samples are null"},
+      {ranger, {many, 56}, "rows of 56 samples, but this Ranger is for 64 subcarriers"},
+      {ranger, many, "rows of 3584 samples, but this Ranger is for 64 subcarriers"},
+      {ranger, {many.data(), 0}, "rows of 0 samples, but this Ranger is for 64 subcarriers"},
+      {ranger, {many.data(), 130, 64}, "130 samples are no whole number of rows of 64"},
+      {ranger, {many.data(), 63, 64}, "63 samples are no whole number of rows of 64"},
+      {ranger, {many.data(), 200, 64, 100}, ""},
+      {ranger, {many.data(), 165, 64, 100}, "165 samples are no whole number of rows of 64 with a"},
+      {ranger, {many, 64, 63}, "a row stride of 63 samples is shorter than a row of 64"},
+      {ofPairs, {many.data(), 192, 64}, "3 rows are no multiple of SnapshotsPerEstimate, 2"},
+  };
+  for (const Row& row : table) {
+    PathSet out = row.ranger.estimate({many.data(), 128, 64});
+    try {
+      row.ranger.estimate(row.rows, out);
+      EXPECT_EQ(std::string(row.said), "") << "accepted";
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(row.said), std::string::npos) << error.what();
+      EXPECT_NE(std::string(row.said), "") << error.what();
+      EXPECT_TRUE(out.empty()) << "no answer of the call before";
+    }
   }
-  EXPECT_THROW(ranger.estimate(nullptr, 3), std::invalid_argument);
-  expectSame(ranger.estimate(x.data(), 1), estimateAlone(x, options()));
+  expectSame(ranger.estimate(x), estimateAlone(x, options()));
 }
 
 TEST(Ranger, AnEmptyBatchHasOffsetsOfZeroAlone) {
@@ -210,8 +255,8 @@ TEST(Ranger, AnEmptyBatchHasOffsetsOfZeroAlone) {
   for (const unsigned threads : {1U, 3U}) {
     Ranger ranger(64, options({}, threads));
     for (const creal32_T* csi : {static_cast<const creal32_T*>(nullptr), &unread}) {
-      const PathSet found = ranger.estimate(csi, 0);
-      EXPECT_EQ(found.Offsets, std::vector<std::size_t>{0});
+      const PathSet found = ranger.estimate({csi, 0, 64});
+      EXPECT_EQ(support::toVector(found.offsets()), std::vector<std::size_t>{0});
       expectConsistent(found, 0);
     }
   }
@@ -223,29 +268,29 @@ TEST(Ranger, AReusedPathSetKeepsNoOldPaths) {
   const Samples batch = rows(measurements);
   Ranger ranger(64, options());
   PathSet out;
-  ranger.estimate(batch.data(), measurements.size(), out);
+  ranger.estimate({batch, 64}, out);
   expectConsistent(out, measurements.size());
-  ASSERT_GT(out.Distances.size(), 20U);
-  ranger.estimate(batch.data() + 2 * 64, 1, out);
+  ASSERT_GT(out.distances_m().size(), 20U);
+  ranger.estimate(measurements[2], out);
   expectSame(out, estimateAlone(measurements[2], options()));
-  ranger.estimate(nullptr, 0, out);
+  ranger.estimate({batch.data(), 0, 64}, out);
   expectConsistent(out, 0);
 }
 
 TEST(Ranger, ForcedCountsAreReportedAndBoundThePaths) {
   const Samples x =
       channel({{150e-9, 1.0, 0.4}, {520e-9, 0.9, 2.0}, {1100e-9, 0.8, 4.0}}, 64, 35.0, 3);
-  for (const int forced : {0, 1, 2, 3, 20, 255}) {
+  for (const int forced : {0, 1, 2, 3, 20, 255, 65535}) {
     for (const bool slope : {true, false}) {
-      RangingOptions how = options(static_cast<unsigned char>(forced));
+      RangingOptions how = options(static_cast<std::uint32_t>(forced));
       how.PhaseSlopeForOnePath = slope;
       const PathSet found = estimateAlone(x, how);
       expectConsistent(found, 1);
-      EXPECT_EQ(found.NumSignals[0], static_cast<float>(forced));
-      EXPECT_LE(found.Distances.size(), static_cast<std::size_t>(forced));
+      EXPECT_EQ(found.numSignals()[0], forced);
+      EXPECT_LE(found.distances_m().size(), static_cast<std::size_t>(forced));
     }
   }
-  EXPECT_EQ(estimateAlone(x, options(3)).Distances.size(), 3U);
+  EXPECT_EQ(estimateAlone(x, options(3)).distances_m().size(), 3U);
 }
 
 // BOUND: noise-free, the mean phase slope has the rounding of N single-precision phase steps, far
@@ -253,17 +298,17 @@ TEST(Ranger, ForcedCountsAreReportedAndBoundThePaths) {
 TEST(Ranger, OnePathByTheClosedFormOrByTheSearch) {
   const double delay_s = 173e-9;
   const Samples x = channel({{delay_s, 1.0, 0.5}}, 64, noNoise, 1);
-  for (const std::optional<unsigned char> forced :
-       {std::optional<unsigned char>(), std::optional<unsigned char>(1)}) {
+  for (const std::optional<std::uint32_t> forced :
+       {std::optional<std::uint32_t>(), std::optional<std::uint32_t>(1)}) {
     for (const bool slope : {true, false}) {
       RangingOptions how = options(forced);
       how.PhaseSlopeForOnePath = slope;
       const PathSet found = estimateAlone(x, how);
-      ASSERT_EQ(found.Distances.size(), 1U) << slope;
-      EXPECT_EQ(found.NumSignals[0], 1.0F);
-      EXPECT_EQ(found.PeakValues[0] == 1.0F, slope) << "1 marks the closed form";
-      EXPECT_NEAR(found.Distances[0], delay_s * speedOfLight_mps, fineStep_m(64, spacing_Hz));
-      EXPECT_EQ(found.TimesOfFlight[0], found.Distances[0] / speedOfLight_mps);
+      ASSERT_EQ(found.distances_m().size(), 1U) << slope;
+      EXPECT_EQ(found.numSignals()[0], 1);
+      EXPECT_EQ(found.peaks_dB()[0] == 1.0F, slope) << "1 marks the closed form";
+      EXPECT_NEAR(found.distances_m()[0], delay_s * speedOfLight_mps, fineStep_m(64, spacing_Hz));
+      EXPECT_EQ(found.delays_s()[0], found.distances_m()[0] / speedOfLight_mps);
     }
   }
 }
@@ -271,12 +316,12 @@ TEST(Ranger, OnePathByTheClosedFormOrByTheSearch) {
 TEST(Ranger, AllZeroHasNoSignalAndAConstantIsOnePathAtZero) {
   for (const std::size_t N : {8U, 30U, 64U}) {
     const PathSet zero = estimateAlone(Samples(N), options());
-    EXPECT_EQ(zero.NumSignals[0], 0.0F);
-    EXPECT_TRUE(zero.Distances.empty());
+    EXPECT_EQ(zero.numSignals()[0], 0);
+    EXPECT_TRUE(zero.distances_m().empty());
     const PathSet constant = estimateAlone(Samples(N, {0.5F, -2.0F}), options());
-    EXPECT_EQ(constant.NumSignals[0], 1.0F);
-    ASSERT_EQ(constant.Distances.size(), 1U);
-    EXPECT_NEAR(constant.Distances[0], 0.0, fineStep_m(N, spacing_Hz));
+    EXPECT_EQ(constant.numSignals()[0], 1);
+    ASSERT_EQ(constant.distances_m().size(), 1U);
+    EXPECT_NEAR(constant.distances_m()[0], 0.0, fineStep_m(N, spacing_Hz));
   }
 }
 
@@ -303,10 +348,10 @@ TEST(Ranger, NoiseFreePathsAreCountedAndFound) {
       paths.push_back({cell * cell_s, 1.0, 0.8 * cell});
     }
     const PathSet found = estimateAlone(channel(paths, N, noNoise, 1), options());
-    EXPECT_EQ(found.NumSignals[0], static_cast<float>(paths.size())) << row.why;
-    ASSERT_EQ(found.Distances.size(), paths.size()) << row.why;
+    EXPECT_EQ(found.numSignals()[0], static_cast<int>(paths.size())) << row.why;
+    ASSERT_EQ(found.distances_m().size(), paths.size()) << row.why;
     for (std::size_t k = 0; k < paths.size(); ++k) {
-      EXPECT_NEAR(found.Distances[k], paths[k].delay_s * speedOfLight_mps,
+      EXPECT_NEAR(found.distances_m()[k], paths[k].delay_s * speedOfLight_mps,
                   1.5 * fineStep_m(N, spacing_Hz))
           << row.why;
     }
@@ -322,16 +367,16 @@ TEST(Ranger, EveryShortLengthGivesAConsistentAnswer) {
       RangingOptions how = options();
       how.PhaseSlopeForOnePath = N % 2 == 0;
       if (forced >= 0) {
-        how.NumSignals = static_cast<unsigned char>(forced);
+        how.NumPaths = static_cast<std::uint32_t>(forced);
       }
       const PathSet found =
-          Ranger(static_cast<std::uint32_t>(N), how).estimate(batch.data(), measurements.size());
+          Ranger(static_cast<std::uint32_t>(N), how).estimate({batch, static_cast<std::size_t>(N)});
       expectConsistent(found, measurements.size());
       for (std::size_t i = 0; i < measurements.size(); ++i) {
-        EXPECT_LE(static_cast<float>(found.Offsets[i + 1] - found.Offsets[i]), found.NumSignals[i]);
+        EXPECT_LE(found[i].size(), static_cast<std::size_t>(found[i].info().NumSignals));
       }
       if (N > 1) {
-        for (const double distance : found.Distances) {
+        for (const double distance : found.distances_m()) {
           EXPECT_TRUE(std::isfinite(distance));
         }
       }
@@ -344,12 +389,12 @@ TEST(Ranger, MovesWithItsThreads) {
   const std::vector<Samples> measurements = mixedMeasurements(30);
   const Samples batch = rows(measurements);
   Ranger first(30, options({}, 2));
-  const PathSet expected = first.estimate(batch.data(), measurements.size());
+  const PathSet expected = first.estimate({batch, 30});
   Ranger second(std::move(first));
-  expectSame(second.estimate(batch.data(), measurements.size()), expected);
+  expectSame(second.estimate({batch, 30}), expected);
   Ranger third(64, options({}, 3));
   third = std::move(second);
-  expectSame(third.estimate(batch.data(), measurements.size()), expected);
+  expectSame(third.estimate({batch, 30}), expected);
 }
 
 // BOUND: samples times a power of two give the same bits; any other factor rounds the samples, which
@@ -357,17 +402,18 @@ TEST(Ranger, MovesWithItsThreads) {
 TEST(Ranger, TheUnitOfTheSamplesDoesNotMatter) {
   const Samples x = channel({{60e-9, 1.0, 0.2}, {180e-9, 0.6, 1.0}}, 64, 30.0, 9);
   const PathSet expected = estimateAlone(x, options());
-  ASSERT_EQ(expected.Distances.size(), 2U);
+  ASSERT_EQ(expected.distances_m().size(), 2U);
   for (const float factor : {0x1p-100F, 0x1p100F, 1e-30F, 1e37F}) {
     Samples scaled = x;
     for (creal32_T& z : scaled) {
       z = {z.re * factor, z.im * factor};
     }
     const PathSet found = estimateAlone(scaled, options());
-    ASSERT_EQ(found.Distances.size(), 2U) << factor;
-    EXPECT_EQ(found.NumSignals, expected.NumSignals) << factor;
+    ASSERT_EQ(found.distances_m().size(), 2U) << factor;
+    EXPECT_EQ(found.numSignals()[0], expected.numSignals()[0]) << factor;
     for (std::size_t k = 0; k < 2; ++k) {
-      EXPECT_NEAR(found.Distances[k], expected.Distances[k], 1.01 * fineStep_m(64, spacing_Hz))
+      EXPECT_NEAR(found.distances_m()[k], expected.distances_m()[k],
+                  1.01 * fineStep_m(64, spacing_Hz))
           << factor;
     }
   }
@@ -377,15 +423,16 @@ TEST(Ranger, TheUnitOfTheSamplesDoesNotMatter) {
 TEST(Ranger, TheUnitOfTheSamplesDoesNotMatterToTheClosedForm) {
   const Samples x = channel({{60e-9, 1.0, 0.2}}, 64, 30.0, 9);
   const PathSet expected = estimateAlone(x, options());
-  ASSERT_EQ(expected.PeakValues, std::vector<float>{1.0F});
+  ASSERT_EQ(support::toVector(expected.peaks_dB()), std::vector<float>{1.0F});
   for (const float factor : {0x1p-100F, 0x1p-60F, 0x1p60F, 0x1p120F}) {
     Samples scaled = x;
     for (creal32_T& z : scaled) {
       z = {z.re * factor, z.im * factor};
     }
     const PathSet found = estimateAlone(scaled, options());
-    EXPECT_EQ(found.Distances, expected.Distances) << factor;
-    EXPECT_EQ(found.NumSignals, expected.NumSignals) << factor;
+    EXPECT_EQ(support::toVector(found.distances_m()), support::toVector(expected.distances_m()))
+        << factor;
+    EXPECT_EQ(found.numSignals()[0], expected.numSignals()[0]) << factor;
   }
 }
 
@@ -394,7 +441,7 @@ TEST(Ranger, OneThatWasMovedFromSaysSo) {
   const Ranger second(std::move(first));
   const Samples x(16);
   // NOLINTNEXTLINE(bugprone-use-after-move): that is what is tested.
-  EXPECT_THROW(first.estimate(x.data(), 1), std::logic_error);
+  EXPECT_THROW(first.estimate(x), std::logic_error);
 }
 
 TEST(Ranger, MoreThreadsThanAnyMachineHasAreRefused) {

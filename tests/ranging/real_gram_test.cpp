@@ -15,6 +15,7 @@
 #include "tests/support/reference_estimator.h"
 
 using flightpath::RealGram;
+using flightpath::SampleBlock;
 using support::Complex;
 using support::ReferenceMatrix;
 
@@ -79,11 +80,29 @@ RealEigen solve(const RealGram& gram) {
   return eigen;
 }
 
+SampleBlock blockOf(const std::vector<creal32_T>& x) {
+  SampleBlock block(static_cast<int>(x.size()), 1);
+  EXPECT_TRUE(block.take(x, 0));
+  return block;
+}
+
+/// The samples in the block's own unit, a power of two away.
+std::vector<creal32_T> samplesOf(const SampleBlock& block) {
+  std::vector<creal32_T> x;
+  for (std::size_t k = 0; k < block.re(0).size(); ++k) {
+    x.push_back({static_cast<float>(block.re(0)[k]), static_cast<float>(block.im(0)[k])});
+  }
+  return x;
+}
+
 /// A formed matrix and what it is compared with.
 struct Case {
   explicit Case(int N)
-      : x(randomSamples(N, static_cast<unsigned>(N))), L(subvectorLength(N)), gram(N, L) {
-    gram.form(x.data());
+      : block(blockOf(randomSamples(N, static_cast<unsigned>(N)))),
+        x(samplesOf(block)),
+        L(subvectorLength(N)),
+        gram(N, L) {
+    gram.form(block);
   }
   double energy() const {  // of Z: the trace, no eigenvalue is larger
     double sum = 0.0;
@@ -94,6 +113,7 @@ struct Case {
     }
     return sum;
   }
+  SampleBlock block;
   std::vector<creal32_T> x;
   int L;
   RealGram gram;
@@ -211,9 +231,9 @@ TEST(RealGram, FormedAgainItIsTheSameMatrix) {
   for (const int N : lengths) {
     Case c(N);
     const std::vector<double> first(c.gram.matrix().begin(), c.gram.matrix().end());
-    c.gram.form(randomSamples(N, 999).data());
+    c.gram.form(blockOf(randomSamples(N, 999)));
     EXPECT_FALSE(std::ranges::equal(c.gram.matrix(), first)) << N;
-    c.gram.form(c.x.data());
+    c.gram.form(c.block);
     EXPECT_TRUE(std::ranges::equal(c.gram.matrix(), first)) << N;
   }
 }

@@ -97,7 +97,7 @@ TEST(RefusedPlan, IsBadAlloc_TheNextRangerWorks) {
   planRefused = true;
   EXPECT_THROW(support::estimateAlone(x, support::options()), std::bad_alloc);
   planRefused = false;
-  EXPECT_EQ(support::estimateAlone(x, support::options()).NumSignals.at(0), 1.0F);
+  EXPECT_EQ(support::estimateAlone(x, support::options()).numSignals()[0], 1);
 }
 
 TEST(RefusedThread, IsAnError_ThoseThatRanHaveEnded) {

@@ -41,8 +41,8 @@ TEST(SingularMatrix, EigenvaluesOfRoundingCountAsTheRoundingOfTheSamples) {
     const std::vector<double> eigenvalues = allEigenvalues(x);
     ASSERT_GT(eigenvalues.back(), 0.0) << "the case is none";
     ASSERT_NE(countByAll(raised(eigenvalues)), countByAll(eigenvalues)) << "the case is none";
-    EXPECT_EQ(support::estimateAlone(x, support::options()).NumSignals.at(0),
-              static_cast<float>(countByAll(raised(eigenvalues))))
+    EXPECT_EQ(support::estimateAlone(x, support::options()).numSignals()[0],
+              countByAll(raised(eigenvalues)))
         << seed;
   }
 }

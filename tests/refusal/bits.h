@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "flightpath/flightpath.h"
+#include "tests/support/columns.h"
 
 /// Any state of the tests' objects as bytes, so that "unchanged" and "the right bits" are one
 /// comparison of the class EXACT. Any NaN counts as equal to any NaN.
@@ -62,7 +63,9 @@ class BitWriter {
   }
 
   void add(const flightpath::PathSet& p) {
-    add(std::tie(p.Offsets, p.Distances, p.TimesOfFlight, p.PeakValues, p.NumSignals));
+    const support::Columns c = support::columnsOf(p);
+    add(std::tie(c.offsets, c.distances_m, c.delays_s, c.peaks_dB, c.numSignals, c.outcomes));
+    add(p.complete());
   }
 
   void add(const ToFEstimationParameters& p) {

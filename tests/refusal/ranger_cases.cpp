@@ -43,7 +43,7 @@ struct Built {
   std::tuple<const PathSet&> parts() {
     const Samples x(numSubcarriers, {1.0F, 0.5F});
     if (ranger) {
-      answers = ranger->estimate(x.data(), 1);
+      answers = ranger->estimate(x);
     }
     return std::tie(answers);
   }
@@ -66,7 +66,7 @@ struct Working {
 
 std::unique_ptr<Scenario> estimating(RangingOptions how) {
   return changing(batch(), Working{Ranger(N, how)}, [](const Samples& x, Working& w) {
-    w.ranger.estimate(x.data(), x.size() / N, w.answers);
+    w.ranger.estimate({x, N}, w.answers);
   });
 }
 
@@ -74,9 +74,9 @@ std::unique_ptr<Scenario> estimating(RangingOptions how) {
 std::unique_ptr<Scenario> estimatingAgain(RangingOptions how) {
   const Samples x = batch();
   Working used = {Ranger(N, how)};
-  used.ranger.estimate(x.data() + std::size_t{4} * N, 1, used.answers);
+  used.ranger.estimate({x.data() + std::size_t{4} * N, N}, used.answers);
   return changing(x, std::move(used), [](const Samples& all, Working& w) {
-    w.ranger.estimate(all.data(), all.size() / N, w.answers);
+    w.ranger.estimate({all, N}, w.answers);
   });
 }
 
@@ -106,13 +106,14 @@ const Case rangerCases[] = {
     {"estimate that returns its paths",
      [] {
        return changing(batch(), Working{Ranger(N, options())}, [](const Samples& x, Working& w) {
-         w.answers = w.ranger.estimate(x.data(), x.size() / N);
+         w.answers = w.ranger.estimate({x, N});
        });
      }},
     {"estimate of a null pointer",
      [] {
-       return changing(Nothing(), Working{Ranger(N, options())},
-                       [](auto&, Working& w) { w.ranger.estimate(nullptr, 1, w.answers); });
+       return changing(Nothing(), Working{Ranger(N, options())}, [](auto&, Working& w) {
+         w.ranger.estimate({static_cast<const creal32_T*>(nullptr), N}, w.answers);
+       });
      },
      Outcome::InvalidArgument, true},
     {"estimate of a Ranger that was moved from",
@@ -121,7 +122,7 @@ const Case rangerCases[] = {
        const Ranger taken = std::move(w.ranger);
        return changing(Nothing(), std::move(w), [](auto&, Working& empty) {
          const creal32_T sample = {};
-         empty.ranger.estimate(&sample, 1, empty.answers);
+         empty.ranger.estimate({&sample, 1}, empty.answers);
        });
      },
      Outcome::LogicError, true},
@@ -139,9 +140,9 @@ const Case quietRangerCases[] = {
      [] {
        const Samples x = batch();
        Working used = {Ranger(N, options())};
-       used.ranger.estimate(x.data(), x.size() / N, used.answers);
+       used.ranger.estimate({x, N}, used.answers);
        return changing(x, std::move(used), [](const Samples& all, Working& w) {
-         w.ranger.estimate(all.data(), all.size() / N, w.answers);
+         w.ranger.estimate({all, N}, w.answers);
        });
      }},
 };

@@ -6,6 +6,7 @@
 #include "tests/refusal/failure_points.h"
 #include "tests/refusal/refused_new.h"
 #include "tests/refusal/refused_plans.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 
 namespace refusal {
@@ -15,7 +16,8 @@ namespace {
 TEST(RefusedRealPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
   constexpr int threads = 4;
   const support::Samples x(24, {1.0F, 0.5F});
-  const std::vector<double> expected = support::estimateAlone(x, support::options()).Distances;
+  const std::vector<double> expected =
+      support::toVector(support::estimateAlone(x, support::options()).distances_m());
   for (int k = 1; k <= threads; ++k) {
     const long blocks = liveBlocks();
     const int plans = livePlans();
@@ -26,7 +28,8 @@ TEST(RefusedRealPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
     }
     EXPECT_EQ(liveBlocks(), blocks) << k;
     EXPECT_EQ(livePlans(), plans) << k;
-    EXPECT_EQ(support::estimateAlone(x, support::options({}, threads)).Distances, expected);
+    const support::PathSet found = support::estimateAlone(x, support::options({}, threads));
+    EXPECT_EQ(support::toVector(found.distances_m()), expected);
   }
   countVisited("real FFT plans", threads);
 }

@@ -225,11 +225,11 @@ TEST(SolverMemory, IsNotAskedForByTheRanger) {
         std::optional<unsigned char>(255)}) {
     flightpath::RangingOptions how;
     how.SubcarrierSpacing = 312500.0;
-    how.NumSignals = forced;
+    how.NumPaths = forced;
     flightpath::Ranger ranger(numSamples, how);
     const Samples x = samples();
     const RefusingSolverMemory refusing(1);
-    ranger.estimate(x.data, 1);
+    ranger.estimate({x.data, static_cast<std::size_t>(x.numel)});
     EXPECT_EQ(RefusingSolverMemory::requests(), 0);
   }
 }

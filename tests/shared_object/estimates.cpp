@@ -40,10 +40,11 @@ std::vector<double> estimatedDistances(unsigned rangerThreads) {
     batch.insert(batch.end(), samples.begin(), samples.end());
     flightpath::RangingOptions how;
     how.SubcarrierSpacing = spacing_Hz;
-    how.NumSignals = 2;
+    how.NumPaths = 2;
     how.Threads = rangerThreads;
     flightpath::Ranger ranger(static_cast<std::uint32_t>(n), how);
-    append(distances, ranger.estimate(batch.data(), 2).Distances);
+    const flightpath::PathSet found = ranger.estimate({batch, samples.size()});
+    append(distances, {found.distances_m().begin(), found.distances_m().end()});
   }
   return distances;
 }

@@ -27,15 +27,15 @@ inline RangingOptions withSpacing(double spacing) {
   return how;
 }
 
-inline RangingOptions options(std::optional<unsigned char> forced = {}, unsigned threads = 1) {
+inline RangingOptions options(std::optional<std::uint32_t> forced = {}, unsigned threads = 1) {
   RangingOptions how = withSpacing(spacing_Hz);
-  how.NumSignals = forced;
+  how.NumPaths = forced;
   how.Threads = threads;
   return how;
 }
 
 inline PathSet estimateAlone(const Samples& x, const RangingOptions& how) {
-  return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x.data(), 1);
+  return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x);
 }
 
 inline std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64& random) {

@@ -12,6 +12,7 @@
 #include "flightpath/ranging/ranger.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
+#include "tests/support/columns.h"
 
 /// Whole answers as plain numbers, so that two of them compare by ==. Any NaN is the same NaN.
 namespace support {
@@ -67,11 +68,13 @@ inline void append(Bits& bits, const ToFEstimate& estimate) {
 }
 
 inline void append(Bits& bits, const flightpath::PathSet& paths) {
-  append(bits, paths.Offsets);
-  append(bits, paths.Distances);
-  append(bits, paths.TimesOfFlight);
-  append(bits, paths.PeakValues);
-  append(bits, paths.NumSignals);
+  const Columns columns = columnsOf(paths);
+  append(bits, columns.offsets);
+  append(bits, columns.distances_m);
+  append(bits, columns.delays_s);
+  append(bits, columns.peaks_dB);
+  append(bits, columns.numSignals);
+  append(bits, columns.outcomes);
 }
 
 template <class Answer>

@@ -45,13 +45,13 @@ inline std::vector<BatchJob> batchJobs() {
 inline flightpath::Ranger makeRanger(const BatchJob& job, unsigned threads) {
   flightpath::RangingOptions how;
   how.SubcarrierSpacing = spacing_Hz;
-  how.NumSignals = job.forced;
+  how.NumPaths = job.forced;
   how.Threads = threads;
   return flightpath::Ranger(static_cast<std::uint32_t>(job.N), how);
 }
 
 inline Bits solve(flightpath::Ranger& ranger, const BatchJob& job) {
-  return bitsOf(ranger.estimate(job.batch.data(), BatchJob::count));
+  return bitsOf(ranger.estimate({job.batch, static_cast<std::size_t>(job.N)}));
 }
 
 inline std::string describe(const BatchJob& job) {

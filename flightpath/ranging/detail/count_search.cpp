@@ -9,13 +9,14 @@ namespace flightpath {
 
 std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const double> leading) {
   const int m = sums.count;
+  const double S = sums.snapshots;
   double tailSum = sums.trace;
   double tailLog = sums.logDeterminant;
   double best = std::numeric_limits<double>::infinity();
   int bestCount = 0;
   for (int k = 0; k < m; ++k) {
     const double charge = penalty(k, m, /*smoothed=*/true);
-    if (charge >= best + sums.slack) {
+    if (charge >= best + S * sums.slack) {
       break;
     }
     if (k > 0) {
@@ -27,7 +28,7 @@ std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const doub
       tailLog -= std::log(value);
     }
     const double left = m - k;
-    const double likelihood = left * std::log(tailSum / left) - tailLog;
+    const double likelihood = S * (left * std::log(tailSum / left) - tailLog);
     const double Q = charge + likelihood;
     if (Q < best) {
       best = Q;

@@ -8,6 +8,7 @@ namespace flightpath {
 /// What the criterion needs of all eigenvalues together.
 struct EigenvalueSums {
   int count;              // m, how many there are, all above 0
+  int snapshots;          // S, how many rows the covariance is the mean of
   double trace;           // their sum
   double logDeterminant;  // the sum of their logarithms
   double slack;           // how far off that sum may be
@@ -15,7 +16,7 @@ struct EigenvalueSums {
 
 /// The signal count of the criterion from the largest eigenvalues alone.
 ///
-///   Q(k) = (2m - k + 1) k / 2 + (m - k) log(AM / GM) of the m - k smallest
+///   Q(k) = (2m - k + 1) k / 2 + S (m - k) log(AM / GM) of the m - k smallest
 ///
 /// AM and GM follow from the sums, less what the k largest contribute. The sum of the logarithms is the
 /// same in every Q(k): it has no part in which is smallest, only in when to stop. The likelihood term

@@ -52,14 +52,13 @@ RealGram::RealGram(int N, int L)
       Si_(area(K_, K_)),
       C_(area(2 * K_, 2 * K_)) {}
 
-void RealGram::form(const creal32_T* samples, double scale) {
-  for (int k = 0; k < N_; ++k) {
-    xr_[static_cast<std::size_t>(k)] = scale * samples[k].re;
-    xi_[static_cast<std::size_t>(k)] = scale * samples[k].im;
-  }
+void RealGram::form(const SampleBlock& samples) {
+  std::ranges::copy(samples.re(0), xr_.begin());
+  std::ranges::copy(samples.im(0), xi_.begin());
   firstRows();
   remainingRows();
-  assemble();
+  const auto K = static_cast<std::size_t>(K_);
+  assembleRealForm({Pr_, Pi_, Sr_, Si_}, K, 2 * K, C_);
 }
 
 /// Row 0 of P and S, and the last column of S, as sums over the subvector.
@@ -120,24 +119,6 @@ void RealGram::nextRowOfS(int i) {
   }
   S.re[n] = re;
   S.im[n] = im;
-}
-
-void RealGram::assemble() {
-  const auto K = static_cast<std::size_t>(K_);
-  const std::size_t n = 2 * K;
-  for (std::size_t i = 0; i < K; ++i) {
-    for (std::size_t j = i; j < K; ++j) {
-      const std::size_t at = i * K + j;
-      const double upper = Sr_[at] + Pr_[at];
-      const double lower = Pr_[at] - Sr_[at];
-      const double right = Si_[at] - Pi_[at];
-      const double left = Si_[at] + Pi_[at];
-      C_[i * n + j] = C_[j * n + i] = upper;
-      C_[(K + i) * n + K + j] = C_[(K + j) * n + K + i] = lower;
-      C_[i * n + K + j] = C_[(K + j) * n + i] = right;
-      C_[j * n + K + i] = C_[(K + i) * n + j] = left;
-    }
-  }
 }
 
 void RealGram::eigenvector(std::span<const double> pq, double c, std::span<double> re,

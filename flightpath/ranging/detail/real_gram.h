@@ -3,11 +3,11 @@
 #include <span>
 #include <vector>
 
-#include "flightpath/runtime/complex.h"
+#include "flightpath/ranging/detail/real_form.h"
 
 namespace flightpath {
 
-/// The small real matrix that has the eigenvalues of the smoothed covariance.
+/// The small real matrix that has the eigenvalues of the smoothed covariance of one row.
 ///
 /// With X the L x K Hankel matrix of the subvectors, K = N - L + 1, the covariance is
 /// Z Z^H / 2K with Z = [X, J conj(X)], so that its non-zero eigenvalues are those of
@@ -22,35 +22,25 @@ namespace flightpath {
 /// the unit eigenvector e = (X a + J conj(X a)) / sqrt(2 c) of the covariance.
 ///
 /// Neighbours along a diagonal of P and an antidiagonal of S differ by two products: O(N^2) in all.
-///
-/// Source: the real form of a centro-Hermitian matrix, A. Lee, Centrohermitian and skew-centrohermitian
-/// matrices, Linear Algebra Appl. 29, 1980.
-class RealGram {
+class RealGram final : public RealForm {
  public:
   /// For vectors of N samples in subvectors of length L.
   RealGram(int N, int L);
 
-  /// Forms C for these samples times `scale`, all of them finite.
-  void form(const creal32_T* samples, double scale = 1.0);
+  /// Of a block of one row.
+  void form(const SampleBlock& samples) override;
 
-  int order() const { return 2 * K_; }
-  int L() const { return L_; }
-  std::span<const double> matrix() const { return C_; }
-
-  /// The eigenvector of the covariance that belongs to an eigenvector of C.
-  ///
-  /// pq      the unit eigenvector of C
-  /// c       its eigenvalue, above 0
-  /// re, im  (out) L elements
+  int order() const override { return 2 * K_; }
+  int L() const override { return L_; }
+  std::span<const double> matrix() const override { return C_; }
   void eigenvector(std::span<const double> pq, double c, std::span<double> re,
-                   std::span<double> im) const;
+                   std::span<double> im) const override;
 
  private:
   void firstRows();
   void remainingRows();
   void nextRowOfP(int i);
   void nextRowOfS(int i);
-  void assemble();
 
   int N_;
   int L_;

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+#include "flightpath/runtime/complex.h"
+
+namespace flightpath {
+
+/// Samples of many measurements, row after row, in the caller's storage: one measurement per row, one
+/// complex sample per subcarrier.
+///
+/// Samples are `creal32_T`, `std::complex<float>` or `std::complex<double>`; they are read and never
+/// written, and must outlive the call that they are handed to. Whoever makes one says how long a row
+/// is, so that a receiver with another number of subcarriers is an error and not a read elsewhere.
+///
+///   std::vector<std::complex<float>> csi(1000 * 64);
+///   ranger.estimate({csi, 64});        // 1000 rows of 64 samples
+///   ranger.estimate({csi, 64, 128});   // every second row
+///
+/// samples        the first sample of the first row; null only where there are no samples
+/// numSamples     how many samples may be read in all: whole rows; padding behind the last row may be
+///                there or not
+/// samplesPerRow  how many samples a measurement has; left out, all of them are one measurement
+/// rowStride      samples from the beginning of a row to that of the next; 0: rows without gaps
+class CsiRows {
+  template <class Sample>
+  static constexpr bool isSample =
+      std::is_same_v<Sample, creal32_T> || std::is_same_v<Sample, std::complex<float>> ||
+      std::is_same_v<Sample, std::complex<double>>;
+
+  template <class Container>
+  using SampleOf =
+      std::remove_cv_t<std::remove_pointer_t<decltype(std::declval<const Container&>().data())>>;
+
+ public:
+  enum class Precision { Single, Double };
+
+  template <class Sample, class = std::enable_if_t<isSample<Sample>>>
+  CsiRows(const Sample* samples, std::size_t numSamples)
+      : CsiRows(samples, numSamples, numSamples) {}
+
+  template <class Sample, class = std::enable_if_t<isSample<Sample>>>
+  CsiRows(const Sample* samples, std::size_t numSamples, std::size_t samplesPerRow,
+          std::size_t rowStride = 0)
+      : data_(samples),
+        precision_(std::is_same_v<Sample, std::complex<double>> ? Precision::Double
+                                                                : Precision::Single),
+        numSamples_(numSamples),
+        samplesPerRow_(samplesPerRow),
+        rowStride_(rowStride == 0 ? samplesPerRow : rowStride) {}
+
+  /// From a container with `data()` and `size()`: a vector, an array, a span.
+  template <class Container, class = std::enable_if_t<isSample<SampleOf<Container>>>>
+  CsiRows(const Container& samples)  // NOLINT(google-explicit-constructor): a view of it
+      : CsiRows(samples.data(), samples.size()) {}
+
+  template <class Container, class = std::enable_if_t<isSample<SampleOf<Container>>>>
+  CsiRows(const Container& samples, std::size_t samplesPerRow, std::size_t rowStride = 0)
+      : CsiRows(samples.data(), samples.size(), samplesPerRow, rowStride) {}
+
+  /// The samples as pairs of parts, real part first, of float or of double.
+  const void* data() const { return data_; }
+  Precision precision() const { return precision_; }
+  std::size_t numSamples() const { return numSamples_; }
+  std::size_t samplesPerRow() const { return samplesPerRow_; }
+  std::size_t rowStride() const { return rowStride_; }
+
+ private:
+  const void* data_;
+  Precision precision_;
+  std::size_t numSamples_;
+  std::size_t samplesPerRow_;
+  std::size_t rowStride_;
+};
+
+}  // namespace flightpath

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+#include "flightpath/ranging/progress.h"
+
+namespace flightpath {
+
+/// Cuts a batch into slices between which its progress can be reported: so few estimates at a time that
+/// one takes about half of the least time between two reports. Without a callback, all at once.
+///
+/// What is in a slice has no part in the answers.
+class ProgressPacer {
+ public:
+  /// The least time between two reports.
+  static constexpr std::chrono::milliseconds interval{50};
+
+  /// progress   must outlive this object
+  /// firstSlice estimates in the first slice, at least 1
+  ProgressPacer(const Progress& progress, std::size_t total, std::size_t firstSlice);
+
+  /// How many of the estimates that are left to take next.
+  std::size_t nextSlice() const;
+
+  /// Counts a slice as done. Returns whether to go on: not where all are done or the callback said so.
+  bool finish(std::size_t slice);
+
+  std::size_t done() const { return done_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  const Progress& progress_;
+  std::size_t total_;
+  std::size_t slice_;
+  std::size_t done_ = 0;
+  Clock::time_point sliceBegan_ = Clock::now();
+  Clock::time_point reported_ = sliceBegan_;
+};
+
+}  // namespace flightpath

@@ -1,0 +1,147 @@
+#include "flightpath/ranging/detail/real_covariance.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace flightpath {
+namespace {
+
+std::size_t area(int rows, int cols) {
+  return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
+}
+
+/// out(i) += a(i) conj(a(i + offset)) + b(i) conj(b(i + offset)) for i < n
+///
+/// Two rows at a time, half the passes over the sums; and sums that overlap no sample, or the compiler
+/// would have to check ten pointers against each other and does not make vector code.
+void addLaggedProducts(const double* ar, const double* ai, const double* br, const double* bi,
+                       std::size_t offset, std::size_t n, double* __restrict outRe,
+                       double* __restrict outIm) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t j = i + offset;
+    outRe[i] += (ar[i] * ar[j] + ai[i] * ai[j]) + (br[i] * br[j] + bi[i] * bi[j]);
+    outIm[i] += (ai[i] * ar[j] - ar[i] * ai[j]) + (bi[i] * br[j] - br[i] * bi[j]);
+  }
+}
+
+void addLaggedProducts(const double* ar, const double* ai, std::size_t offset, std::size_t n,
+                       double* __restrict outRe, double* __restrict outIm) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t j = i + offset;
+    outRe[i] += ar[i] * ar[j] + ai[i] * ai[j];
+    outIm[i] += ai[i] * ar[j] - ar[i] * ai[j];
+  }
+}
+
+}  // namespace
+
+RealCovariance::RealCovariance(int N, int L)
+    : N_(N),
+      L_(L),
+      K_(N - L + 1),
+      Gr_(area(N, 1)),
+      Gi_(area(N, 1)),
+      Rr_(area(L, 1)),
+      Ri_(area(L, 1)),
+      Ar_(area(L / 2, L / 2)),
+      Ai_(Ar_.size()),
+      Br_(Ar_.size()),
+      Bi_(Ar_.size()),
+      C_(area(L, L)) {}
+
+void RealCovariance::form(const SampleBlock& samples) {
+  for (int offset = 0; offset < L_; ++offset) {
+    diagonalOfProducts(samples, offset);
+    diagonalOfCovariance(offset);
+    place(offset);
+  }
+  const auto h = static_cast<std::size_t>(L_ / 2);
+  assembleRealForm({Ar_, Ai_, Br_, Bi_}, h, static_cast<std::size_t>(L_), C_);
+}
+
+/// G(i, i + offset), two rows at a time.
+void RealCovariance::diagonalOfProducts(const SampleBlock& samples, int offset) {
+  const auto lag = static_cast<std::size_t>(offset);
+  const std::size_t n = static_cast<std::size_t>(N_) - lag;
+  std::fill_n(Gr_.begin(), n, 0.0);
+  std::fill_n(Gi_.begin(), n, 0.0);
+  int row = 0;
+  for (; row + 1 < samples.numRows(); row += 2) {
+    addLaggedProducts(samples.re(row).data(), samples.im(row).data(), samples.re(row + 1).data(),
+                      samples.im(row + 1).data(), lag, n, Gr_.data(), Gi_.data());
+  }
+  if (row < samples.numRows()) {
+    addLaggedProducts(samples.re(row).data(), samples.im(row).data(), lag, n, Gr_.data(),
+                      Gi_.data());
+  }
+}
+
+/// F(i, i + offset) is the sum of K elements of G from i on; R(i, i + offset) adds to it the one as far
+/// from the other end.
+void RealCovariance::diagonalOfCovariance(int offset) {
+  const int n = L_ - offset;
+  const auto sumOfWindows = [&](const std::vector<double>& G, std::vector<double>& F) {
+    double sum = 0.0;
+    for (int k = 0; k < K_; ++k) {
+      sum += G[static_cast<std::size_t>(k)];
+    }
+    for (int i = 0; i < n; ++i) {
+      F[static_cast<std::size_t>(i)] = sum;
+      if (i + 1 < n) {
+        sum += G[static_cast<std::size_t>(i + K_)] - G[static_cast<std::size_t>(i)];
+      }
+    }
+    for (int front = 0, back = n - 1; front <= back; ++front, --back) {
+      const double both = F[static_cast<std::size_t>(front)] + F[static_cast<std::size_t>(back)];
+      F[static_cast<std::size_t>(front)] = F[static_cast<std::size_t>(back)] = both;
+    }
+  };
+  sumOfWindows(Gr_, Rr_);
+  sumOfWindows(Gi_, Ri_);
+}
+
+/// The elements of R(i, i + offset) that A, B and the middle row of C are made of.
+void RealCovariance::place(int offset) {
+  const int h = L_ / 2;
+  const auto order = static_cast<std::size_t>(L_);
+  const auto middle = static_cast<std::size_t>(h);
+  for (int i = 0; i < h && i + offset < L_; ++i) {
+    const auto from = static_cast<std::size_t>(i);
+    const int j = i + offset;
+    const int mirrored = L_ - 1 - j;
+    if (j < h) {
+      Ar_[area(i, h) + static_cast<std::size_t>(j)] = Rr_[from];
+      Ai_[area(i, h) + static_cast<std::size_t>(j)] = Ri_[from];
+    } else if (mirrored < h) {
+      Br_[area(i, h) + static_cast<std::size_t>(mirrored)] = Rr_[from];
+      Bi_[area(i, h) + static_cast<std::size_t>(mirrored)] = Ri_[from];
+    } else {
+      const std::size_t q = middle + 1 + from;
+      C_[from * order + middle] = C_[middle * order + from] = std::numbers::sqrt2 * Rr_[from];
+      C_[q * order + middle] = C_[middle * order + q] = std::numbers::sqrt2 * Ri_[from];
+    }
+  }
+  if (offset == 0 && L_ % 2 == 1) {
+    C_[middle * order + middle] = Rr_[middle];
+  }
+}
+
+void RealCovariance::eigenvector(std::span<const double> v, double /*value*/, std::span<double> re,
+                                 std::span<double> im) const {
+  const auto L = static_cast<std::size_t>(L_);
+  const std::size_t h = L / 2;
+  for (std::size_t m = 0; m < h; ++m) {
+    const double p = v[m] * (1.0 / std::numbers::sqrt2);
+    const double q = v[L - h + m] * (1.0 / std::numbers::sqrt2);
+    re[m] = re[L - 1 - m] = p;
+    im[m] = q;
+    im[L - 1 - m] = -q;
+  }
+  if (L % 2 == 1) {
+    re[h] = v[h];
+    im[h] = 0.0;
+  }
+}
+
+}  // namespace flightpath

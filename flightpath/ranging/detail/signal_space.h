@@ -1,0 +1,56 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "flightpath/ranging/detail/count_search.h"
+#include "flightpath/ranging/detail/leading_eigenpairs.h"
+
+namespace flightpath {
+
+/// The signals in a covariance: how many there are, and their eigenpairs.
+///
+/// It works on the real form of the covariance, and looks for no more eigenpairs than it takes to tell
+/// the count.
+class SignalSpace {
+ public:
+  /// order      of the real form
+  /// rank       the most that the covariance can have, the length of the subvectors
+  /// snapshots  how many rows the covariance is the mean of
+  SignalSpace(int order, int rank, int snapshots);
+
+  /// Counts the signals and solves their eigenpairs. The matrix must outlive the questions for them.
+  int count(std::span<const double> matrix);
+
+  /// Solves the leading eigenpairs, `wanted` of them or as many as there are; returns how many.
+  int take(std::span<const double> matrix, int wanted);
+
+  /// Eigenvalue k, descending, and its eigenvector, of those that were counted or taken.
+  double value(int k) const;
+  std::span<const double> vector(int k) const;
+
+ private:
+  std::optional<EigenvalueSums> sumsByCholesky();
+  template <class Real>
+  std::optional<double> logDeterminant(std::vector<Real>& factor, double smallestPivot);
+  void decomposeFully();
+  int countFully();
+  int countByIteration(const EigenvalueSums& sums);
+  std::optional<int> currentCount(const EigenvalueSums& sums);
+  bool converged(int numPairs) const;
+
+  int order_;
+  int rank_;
+  int snapshots_;
+  std::span<const double> matrix_;
+  LeadingEigenpairs pairs_;
+  std::vector<float> roughFactor_;   // Cholesky factor in single precision
+  std::vector<double> factor_;       // Cholesky factor, or all eigenvectors
+  std::vector<double> eigenvalues_;  // all of them, ascending, where they were needed
+  std::vector<double> lapackWork_;
+  std::vector<double> leading_;
+  bool solvedFully_ = false;
+};
+
+}  // namespace flightpath
