@@ -33,7 +33,8 @@ void compare(const char* path) {
     const auto N = static_cast<std::uint32_t>(samples.size());
     const flightpath::PathSet ranger = flightpath::Ranger(N, options).estimate(samples.data(), 1);
     const ToFResult dense = estimateDense(samples, file.spacing_Hz);
-    const double step_m = bench::fineStep_m(N, file.spacing_Hz);
+    const double step_m =
+        bench::fineStep_m(static_cast<float>(N), static_cast<float>(file.spacing_Hz));
     const bool sameCount = dense.NumSignals == ranger.NumSignals[0];
     std::printf(" %g/%g%s", static_cast<double>(dense.NumSignals),
                 static_cast<double>(ranger.NumSignals[0]),

@@ -82,11 +82,9 @@ def time_table(times):
 
 def measured_section(measured):
     """The counts of both engines on the measured channels, side by side."""
-    if not measured.strip():
-        return "No measured channels lay beside the project in this run."
-    return ("Measured channels: the count of the dense route / of the Ranger, a measurement each; `(!)` "
+    return ("Measured channels: the count of the dense route / of the Ranger for each measurement; `(!)` "
             "where the counts agree and the paths do not, within one fine step.\n\n```\n"
-            + measured.strip().replace("./", "").replace(": dense/ranger", ":") + "\n```")
+            + measured.strip().replace("data/", "").replace(": dense/ranger", ":") + "\n```")
 
 
 def ranger_section(times, batch, memory, agreement, measured):
