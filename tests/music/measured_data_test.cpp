@@ -22,8 +22,6 @@
 // double precision) found in them. MODEL: a named delay has to be among those found, within 1 % or
 // 0.01 ns, whichever is larger. Lines disperse, so that more may be found.
 
-using coder::array;
-
 namespace {
 
 constexpr double nanoseconds = 1e9;
