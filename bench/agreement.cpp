@@ -1,5 +1,5 @@
-// Compares the structured engine with the dense route on simulated channels and prints the tables of
-// docs/ranger-agreement.md:
+// Compares the structured engine with the dense route on simulated channels and prints the table of
+// docs/benchmarks.md:
 //
 //   flightpath_agreement [SHARE]     SHARE of the 20,050 channels, 1 by default
 
@@ -75,7 +75,7 @@ class Comparison {
         {N_, static_cast<double>(bench::spacing_Hz), static_cast<double>(snr_dB)}, random);
     dense_.MUSICToF(bench::toColumn(samples), &parameters_, &denseResult_);
     ranger_.estimate(samples, found_);
-    count(numPaths, bench::fineStep_m(N_, bench::spacing_Hz), tallies[snr_dB]);
+    count(numPaths, bench::fineStep_m(static_cast<float>(N_), bench::spacing_Hz), tallies[snr_dB]);
   }
 
  private:

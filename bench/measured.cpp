@@ -33,7 +33,8 @@ void compare(const char* path) {
     const auto N = static_cast<std::uint32_t>(samples.size());
     const flightpath::PathSet ranger = flightpath::Ranger(N, options).estimate(samples);
     const ToFResult dense = estimateDense(samples, file.spacing_Hz);
-    const double step_m = bench::fineStep_m(N, file.spacing_Hz);
+    const double step_m =
+        bench::fineStep_m(static_cast<float>(N), static_cast<float>(file.spacing_Hz));
     const bool sameCount = static_cast<int>(dense.NumSignals) == ranger[0].info().NumSignals;
     std::printf(" %g/%d%s", static_cast<double>(dense.NumSignals), ranger[0].info().NumSignals,
                 !sameCount || bench::samePaths(dense, ranger, step_m) ? "" : "(!)");

@@ -7,9 +7,18 @@
 
 namespace bench {
 
-/// The fine step of the default settings, in metres.
-inline double fineStep_m(double numSubcarriers, double spacing_Hz) {
-  return 299792458.0 / (numSubcarriers * spacing_Hz) / 1500.0;
+/// The step of the fine grid around a coarse peak, of default settings. It spans two coarse steps in
+/// as many points as the single-precision quotient of both steps leaves: 101, or 100 where that
+/// rounds down, as with 115 subcarriers 3.9 MHz apart.
+inline double fineStep_m(float numSubcarriers, float spacing_Hz) {
+  ToFEstimationParameters parameters;
+  parameters.NumSubcarriers = numSubcarriers;
+  parameters.SubcarrierSpacing = spacing_Hz;
+  float fine = 0.0F;
+  const float coarse = parameters.getOptimalResolutions(fine);
+  const float points =
+      std::floor(2.0F * distance2NF(coarse, spacing_Hz) / distance2NF(fine, spacing_Hz) + 1.0F);
+  return 2.0 * static_cast<double>(coarse) / (static_cast<double>(points) - 1.0);
 }
 
 /// Whether both engines found as many paths, and each within 1.01 fine step.

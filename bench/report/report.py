@@ -17,6 +17,7 @@ import matplotlib
 import numpy as np
 
 import peers
+import promises
 import scenarios
 
 matplotlib.use("svg")
@@ -26,32 +27,10 @@ SCENARIOS = ["one", "easy3", "close3", "wide3", "wide5", "none"]
 STAGES = [("StageSmoothing", "smoothing"), ("StageEigen", "eigen decomposition"),
           ("StageCount", "count"), ("StageFFTSpectrum", "FFT spectrum"),
           ("StagePeaks", "peaks"), ("StageFineSearch", "fine search")]
-TARGETS = {  # most times the floor: (MUSICToF, estimateToF)
-    64: (1.15, 1.3), 242: (1.05, 1.06), 498: (1.05, 1.06), 996: (1.05, 1.06), 1992: (1.05, 1.06)}
 
 
-def medians(benchmark_json):
-    """{(benchmark, N, paths): median microseconds}"""
-    runs = {}
-    for run in benchmark_json["benchmarks"]:
-        if run["run_type"] != "iteration":
-            continue
-        name, N, paths = run["run_name"].split("/")[:3]
-        if not N.startswith("N:"):
-            continue
-        key = (name.removeprefix("BM_"), int(N.split(":")[1]), int(paths.split(":")[1]))
-        runs.setdefault(key, []).append(run["real_time"])
+def medians(runs):
     return {key: statistics.median(times) for key, times in runs.items()}
-
-
-def batch_times(benchmark_json):
-    """{threads: median microseconds of a batch}"""
-    runs = {}
-    for run in benchmark_json["benchmarks"]:
-        if run["run_type"] == "iteration" and run["run_name"].startswith("BM_RangerBatch"):
-            threads = int(run["run_name"].split("/")[1].split(":")[1])
-            runs.setdefault(threads, []).append(run["real_time"])
-    return {threads: statistics.median(times) for threads, times in runs.items()}
 
 
 def table(header, rows):
@@ -72,7 +51,7 @@ def time_table(times):
             continue
         floor = times["Floor", N, paths]
         row = [str(paths), str(N), duration(floor)]
-        for kind, target in zip(("MUSICToF", "estimateToF"), TARGETS.get(N, (None, None))):
+        for kind, target in zip(("MUSICToF", "estimateToF"), promises.FLOOR.get(N, (None, None))):
             time = times[kind, N, paths]
             row += [duration(time), f"{time / floor:.3f}" + (f" (at most {target})" if target else "")]
         rows.append(row)
@@ -82,11 +61,9 @@ def time_table(times):
 
 def measured_section(measured):
     """The counts of both engines on the measured channels, side by side."""
-    if not measured.strip():
-        return "No measured channels lay beside the project in this run."
-    return ("Measured channels: the count of the dense route / of the Ranger, a measurement each; `(!)` "
+    return ("Measured channels: the count of the dense route / of the Ranger for each measurement; `(!)` "
             "where the counts agree and the paths do not, within one fine step.\n\n```\n"
-            + measured.strip().replace("./", "").replace(": dense/ranger", ":") + "\n```")
+            + measured.strip().replace("data/", "").replace(": dense/ranger", ":") + "\n```")
 
 
 def ranger_section(times, batch, memory, agreement, measured):
@@ -94,18 +71,20 @@ def ranger_section(times, batch, memory, agreement, measured):
     for (name, N, paths) in sorted(times, key=lambda key: (key[2], key[1])):
         if name == "Ranger" and paths == 3:
             dense, ranger = times["estimateToF", N, paths], times[name, N, paths]
-            target = {64: 12, 242: 30, 1992: 150}.get(N)
+            target = promises.FASTER.get(N)
             rows.append([str(N), duration(dense), duration(ranger), f"{dense / ranger:.1f}"
                          + (f" (at least {target})" if target else "")])
     lines = [
         table(["N", "`MUSIC::estimateToF`", "`flightpath::Ranger`", "times faster"], rows),
         f"2,000 measurements of 64 subcarriers in one call: {duration(batch[1])} on one thread, "
-        f"{duration(batch[2])} on two,\n{batch[1] / batch[2]:.2f} times faster (at least 1.85)."]
+        f"{duration(batch[2])} on two,\n{batch[1] / batch[2]:.2f} times faster (at least "
+        f"{promises.FASTER_ON_TWO_THREADS})."]
     if ("Ranger", 1992, 3) in times:
         growth = times["Ranger", 1992, 3] / times["Ranger", 996, 3]
-        lines.append(f"From N = 996 to 1992 the time grows {growth:.2f}-fold (at most 5).")
+        lines.append(f"From N = 996 to 1992 the time grows {growth:.2f}-fold "
+                     f"(at most {promises.GROWTH_TO_1992}).")
     lines += [f"Memory that a Ranger and its estimate add at N = {memory['N']}: "
-              f"{memory['added_MB']:.1f} MB (at 1992 at most 40).",
+              f"{memory['added_MB']:.1f} MB (at 1992 at most {promises.MEMORY_MB}).",
               "### The same answer\n\nSimulated channels, N of 30 to 498, 0 to 5 paths half a "
               "resolution cell to four cells apart, random amplitudes and phases:", agreement.strip(),
               measured_section(measured)]
@@ -266,8 +245,8 @@ def main():
     memory = json.loads((results / "memory.json").read_text())
     ranger_memory = json.loads((results / "memory-ranger.json").read_text())
     folder = results / "scenarios"
-    times = medians(benchmark)
-    batch = batch_times(json.loads((results / "batch.json").read_text()))
+    times = medians(promises.repetitions(benchmark))
+    batch = medians(promises.batch_repetitions(json.loads((results / "batch.json").read_text())))
     ranger = ranger_section(times, batch, ranger_memory, (results / "agreement.md").read_text(),
                             (results / "measured.txt").read_text())
     records, notes = accuracy(folder, int(peer_trials))

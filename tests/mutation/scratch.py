@@ -7,7 +7,7 @@ import resource
 import shutil
 import subprocess
 
-ROOMS = ("runtime", "toolbox", "api", "spectrum", "music", "ranging", "floats")
+ROOMS = ("runtime", "toolbox", "api", "spectrum", "rules", "music", "ranging", "floats")
 NOT_COPIED = ("build", ".git", "__pycache__")
 FAILED_TEST = re.compile(r"^\[  FAILED  \] (\S+?)[, ]", re.MULTILINE)
 MOST_MEMORY = 6 << 30

@@ -33,14 +33,21 @@ def read_equivalents(path):
     return entries
 
 
+def lines_of(path):
+    """The lines of a file without their indentation; none of a file that is gone."""
+    return [line.strip() for line in path.read_text().splitlines()] if path.exists() else []
+
+
 class Verdicts:
     """The results so far, printed as they come."""
 
     def __init__(self, equivalents, root):
         self.equivalents = read_equivalents(equivalents)
-        for name, before, _ in self.equivalents:
-            if before not in map(str.strip, (root / name).read_text().splitlines()):
-                raise SystemExit(f"{equivalents}: {name} has no such line any more: {before}")
+        stale = [f"{equivalents}: {name} has no such line any more: {before}"
+                 for name, before, _ in sorted(self.equivalents)
+                 if before not in lines_of(root / name)]
+        if stale:
+            raise SystemExit("\n".join(stale))
         self.results = []  # (mutation, what caught it)
 
     def is_listed(self, mutation):

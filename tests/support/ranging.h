@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "flightpath/api/distance.h"
+#include "flightpath/api/tof_parameters.h"
 #include "flightpath/ranging/ranger.h"
 #include "simulated_channel.h"
 
@@ -52,8 +54,20 @@ inline std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64&
   return paths;
 }
 
+/// The step of the fine grid around a coarse peak, of default settings. It spans two coarse steps in
+/// as many points as the single-precision quotient of both steps leaves: 101, or 100 where that
+/// rounds down, as with 115 subcarriers 3.9 MHz apart.
 inline double fineStep_m(std::size_t N, double spacing) {
-  return speedOfLight_mps / (static_cast<double>(N) * spacing) / 1500.0;
+  ToFEstimationParameters parameters;
+  parameters.NumSubcarriers = static_cast<float>(N);
+  parameters.SubcarrierSpacing = static_cast<float>(spacing);
+  float fine = 0.0F;
+  const float coarse = parameters.getOptimalResolutions(fine);
+  const auto turns = [&](float distance) {
+    return distance2NF(distance, parameters.SubcarrierSpacing);
+  };
+  const float points = std::floor(2.0F * turns(coarse) / turns(fine) + 1.0F);
+  return 2.0 * static_cast<double>(coarse) / (static_cast<double>(points) - 1.0);
 }
 
 }  // namespace support

@@ -1,0 +1,36 @@
+"""Fails where a run misses what the benchmark page promises, by more than the run's own scatter.
+
+    check.py RESULTS_FOLDER
+
+Each ratio is printed with the smallest and the largest that two repetitions of the run give.
+"""
+
+import json
+import pathlib
+import sys
+
+import promises
+
+
+def missed_memory(results):
+    """Memory has no scatter to speak of: the promise is a limit."""
+    memory = json.loads((results / "memory-ranger.json").read_text())
+    if memory["N"] != 1992 or memory["added_MB"] <= promises.MEMORY_MB:
+        return []
+    return [f"a Ranger at N = 1992 adds {memory['added_MB']} MB, at most {promises.MEMORY_MB}"]
+
+
+def main():
+    results = pathlib.Path(sys.argv[1])
+    ratios = promises.all_ratios(results)
+    missed = [ratio.describe() for ratio in ratios if not ratio.is_kept()] + missed_memory(results)
+    for ratio in ratios:
+        print(f"   {ratio.describe()}")
+    for miss in missed:
+        print(f"MISSED: {miss}", file=sys.stderr)
+    print(f"-- bench: {len(ratios)} promised ratios, {len(missed)} missed")
+    return 1 if missed or not ratios else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,93 @@
+"""What the benchmark page promises, and whether a run kept it.
+
+Every promise is a ratio of two times that one run took interleaved, or an amount of memory.
+"""
+
+import json
+import statistics
+import typing
+
+FLOOR = {  # most times the floor: (MUSICToF, estimateToF)
+    64: (1.15, 1.3), 242: (1.05, 1.06), 498: (1.05, 1.06), 996: (1.05, 1.06), 1992: (1.05, 1.06)}
+FASTER = {64: 12, 242: 30, 1992: 150}  # least times faster than MUSIC::estimateToF
+FASTER_ON_TWO_THREADS = 1.85
+GROWTH_TO_1992 = 5  # most times the time of N = 996
+MEMORY_MB = 40  # most that a Ranger and its estimate add at N = 1992
+
+
+class Ratio(typing.NamedTuple):
+    """The time of one thing over that of another, each as its repetitions."""
+
+    what: str
+    over: list
+    under: list
+    least: float = 0.0
+    most: float = float("inf")
+
+    def value(self):
+        return statistics.median(self.over) / statistics.median(self.under)
+
+    def scatter(self):
+        """The smallest and the largest ratio that two repetitions of this run give."""
+        return min(self.over) / max(self.under), max(self.over) / min(self.under)
+
+    def is_kept(self):
+        """Missed only where no two repetitions keep it: that is more than the machine's scatter."""
+        lowest, highest = self.scatter()
+        return lowest <= self.most and highest >= self.least
+
+    def describe(self):
+        lowest, highest = self.scatter()
+        bound = f"at least {self.least}" if self.least else f"at most {self.most}"
+        return f"{self.what}: {self.value():.3f} ({lowest:.3f} to {highest:.3f}), {bound}"
+
+
+def repetitions(benchmark_json):
+    """{(benchmark, N, paths): microseconds of each repetition}"""
+    runs = {}
+    for run in benchmark_json["benchmarks"]:
+        if run["run_type"] != "iteration":
+            continue
+        name, N, paths = run["run_name"].split("/")[:3]
+        if not N.startswith("N:"):
+            continue
+        key = (name.removeprefix("BM_"), int(N.split(":")[1]), int(paths.split(":")[1]))
+        runs.setdefault(key, []).append(run["real_time"])
+    return runs
+
+
+def batch_repetitions(benchmark_json):
+    """{threads: microseconds of each repetition of a batch}"""
+    runs = {}
+    for run in benchmark_json["benchmarks"]:
+        if run["run_type"] == "iteration" and run["run_name"].startswith("BM_RangerBatch"):
+            threads = int(run["run_name"].split("/")[1].split(":")[1])
+            runs.setdefault(threads, []).append(run["real_time"])
+    return runs
+
+
+def floor_ratios(times):
+    """Both estimators over their floor, for the sizes of this run that have a promise."""
+    return [Ratio(f"{kind} / floor, N = {N}, paths = {paths}", times[kind, N, paths], floor, most=most)
+            for (name, N, paths), floor in sorted(times.items()) if name == "Floor" and N in FLOOR
+            for kind, most in zip(("MUSICToF", "estimateToF"), FLOOR[N])]
+
+
+def ranger_ratios(times):
+    """The Ranger beside the dense route and beside itself."""
+    ratios = [Ratio(f"estimateToF / Ranger, N = {N}", times["estimateToF", N, 3], ranger,
+                    least=FASTER[N])
+              for (name, N, paths), ranger in sorted(times.items())
+              if name == "Ranger" and paths == 3 and N in FASTER]
+    if ("Ranger", 1992, 3) in times:
+        ratios.append(Ratio("Ranger, N = 1992 / N = 996", times["Ranger", 1992, 3],
+                            times["Ranger", 996, 3], most=GROWTH_TO_1992))
+    return ratios
+
+
+def all_ratios(results):
+    """Every promised ratio that a run's folder has numbers for."""
+    times = repetitions(json.loads((results / "times.json").read_text()))
+    batch = batch_repetitions(json.loads((results / "batch.json").read_text()))
+    return floor_ratios(times) + ranger_ratios(times) + [
+        Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_ON_TWO_THREADS)]
