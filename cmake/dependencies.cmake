@@ -25,6 +25,8 @@ flightpath_require(FFTW HEADER fftw3.h LIBRARY fftw3f PACKAGE libfftw3-dev)
 # openblas_set_num_threads.
 flightpath_require(OpenBLAS HEADER cblas.h LIBRARY openblas PACKAGE libopenblas-dev
   SUFFIXES openblas-pthread openblas-openmp openblas-serial openblas)
+include(${CMAKE_CURRENT_LIST_DIR}/openblas_build.cmake)
+flightpath_check_openblas(${FLIGHTPATH_OpenBLAS_LIBRARY})
 flightpath_require(LAPACKE HEADER lapacke.h LIBRARY lapacke PACKAGE liblapacke-dev)
 # Its complex type shall be C++'s std::complex, not the _Complex of C.
 target_compile_definitions(flightpath_deps::LAPACKE INTERFACE LAPACK_COMPLEX_CPP)

@@ -69,7 +69,7 @@ Case anyCase(FuzzedDataProvider& data) {
 fuzz::PlainSettings plain(const MUSICParameters& p) {
   fuzz::PlainSettings s;
   s.grid = support::toVector(p.NormalizedScanningFreqs);
-  if (p.InputNumSignals.size[0] > 0 && p.InputNumSignals.size[1] > 0) {
+  if (p.InputNumSignals.size[0] != 0 && p.InputNumSignals.size[1] != 0) {
     s.forcedCount = p.InputNumSignals.data;
   }
   s.forceClassic = p.ForceClassic != 0;

@@ -1,10 +1,5 @@
 #include "flightpath/api/music_parameters.h"
 
-#include <cstdint>
-
-#include "flightpath/api/tof_parameters.h"
-#include "flightpath/runtime/detail/view.h"
-
 namespace {
 
 void makeEmptyRow(coder::array<float, 2>& a) {
@@ -12,11 +7,6 @@ void makeEmptyRow(coder::array<float, 2>& a) {
     a.set_size(1, 1);  // the first buffer, which a size of 0 alone would not bring
   }
   a.set_size(1, 0);
-}
-
-float checkedResolution(float value) {
-  ToFEstimationParameters::a__validate_CoarseResolution(value);
-  return value;
 }
 
 }  // namespace
@@ -30,50 +20,16 @@ void b_MUSICParameters::init() {
   makeEmptyRow(InputNumSignals);
 }
 
-void b_MUSICParameters::set_ForceClassic(unsigned char value) {
-  ForceClassic = MUSICParameters::a__validate_ForceClassic(value);
-}
-
-void b_MUSICParameters::set_OptPhaseSlopeForOneSignalCase(unsigned char value) {
-  OptPhaseSlopeForOneSignalCase = MUSICParameters::a__validate_ForceClassic(value);
-}
-
-void b_MUSICParameters::set_MeasurementContinual(unsigned char value) {
-  MeasurementContinual = MUSICParameters::a__validate_ForceClassic(value);
-}
-
-void b_MUSICParameters::set_CoarseResolution(float value) {
-  CoarseResolution = checkedResolution(value);
-}
-
-void b_MUSICParameters::set_FineResolution(float value) {
-  FineResolution = checkedResolution(value);
-}
-
-void b_MUSICParameters::set_InputNumSignals(const coder::array<float, 2>& v) {
-  flightpath::setRow(InputNumSignals, flightpath::asRow(v));
-}
-
-void b_MUSICParameters::set_NormalizedScanningFreqs(const coder::array<float, 2>& v) {
-  flightpath::setRow(NormalizedScanningFreqs, flightpath::asRow(v));
-}
-
-unsigned char MUSICParameters::a__validate_ForceClassic(unsigned char value) { return value; }
-
 void MUSICParameters::init(const coder::array<float, 2>& normalizedScanningFreqs,
                            const float* inputNumSignals, const int* inputNumSignalsSize,
                            unsigned char forceClassic, unsigned char optPhaseSlopeForOneSignalCase,
                            unsigned char measurementContinual, float coarseResolution,
                            float fineResolution) {
-  flightpath::setRow(NormalizedScanningFreqs, flightpath::asRow(normalizedScanningFreqs));
-  InputNumSignals.size[0] = inputNumSignalsSize[0];
-  InputNumSignals.size[1] = inputNumSignalsSize[1];
-  if (static_cast<std::int64_t>(inputNumSignalsSize[0]) * inputNumSignalsSize[1] > 0) {
-    InputNumSignals.data = *inputNumSignals;
-  }
-  ForceClassic = forceClassic;
-  OptPhaseSlopeForOneSignalCase = optPhaseSlopeForOneSignalCase;
-  MeasurementContinual = measurementContinual;
-  CoarseResolution = coarseResolution;
-  FineResolution = fineResolution;
+  set_NormalizedScanningFreqs(normalizedScanningFreqs);
+  set_InputNumSignals(inputNumSignals, inputNumSignalsSize);
+  set_ForceClassic(forceClassic);
+  set_OptPhaseSlopeForOneSignalCase(optPhaseSlopeForOneSignalCase);
+  set_MeasurementContinual(measurementContinual);
+  set_CoarseResolution(coarseResolution);
+  set_FineResolution(fineResolution);
 }

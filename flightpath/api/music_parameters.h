@@ -46,7 +46,7 @@ class FLIGHTPATH_API b_MUSICParameters {
   void set_NormalizedScanningFreqs(const coder::array<float, 2>& v);
 };
 
-/// A number that may be absent: it counts as given only when both extents are positive.
+/// A number that may be absent: it counts as given where both extents are non-zero.
 struct BoundedNumSignals {
   float data;
   int size[2];
@@ -63,8 +63,26 @@ class FLIGHTPATH_API MUSICParameters {
   float CoarseResolution = 0.0F;
   float FineResolution = 0.0F;
 
-  /// Accepts every value and returns it. One hook for all switches of both classes.
+  /// Accepts every value and returns it. One hook for all switches of all three classes of settings.
   static unsigned char a__validate_ForceClassic(unsigned char value);
+
+  /// The hooks of the other fields; each accepts every value. The resolutions pass
+  /// `ToFEstimationParameters::a__validate_CoarseResolution`.
+  static void a__validate_NormalizedScanningFreqs(const coder::array<float, 2>& v);
+  static void a__validate_InputNumSignals(const float* value, const int* size);
+
+  void set_ForceClassic(unsigned char value);
+  void set_OptPhaseSlopeForOneSignalCase(unsigned char value);
+  void set_MeasurementContinual(unsigned char value);
+  void set_CoarseResolution(float value);
+  void set_FineResolution(float value);
+
+  /// The field becomes a 1 x n row of the first n elements of `v`, n its second extent.
+  void set_NormalizedScanningFreqs(const coder::array<float, 2>& v);
+
+  /// value  one float, read only where the product of the extents is positive
+  /// size   two extents
+  void set_InputNumSignals(const float* value, const int* size);
 
   /// Fills the whole object.
   ///

@@ -15,13 +15,13 @@ void ToFEstimationParameters::init(
     const coder::array<float, 2>& inputNumSignals, unsigned char forceClassic,
     unsigned char optPhaseSlopeForOneSignalCase, unsigned char measurementContinual,
     const coder::array<float, 2>& coarseResolution, const coder::array<float, 2>& fineResolution) {
-  NumSubcarriers = numSubcarriers;
-  SubcarrierSpacing = subcarrierSpacing;
-  setRow(ScanningDistances, asRow(scanningDistances));
-  setRow(InputNumSignals, asRow(inputNumSignals));
-  ForceClassic = forceClassic;
-  OptPhaseSlopeForOneSignalCase = optPhaseSlopeForOneSignalCase;
-  MeasurementContinual = measurementContinual;
+  set_NumSubcarriers(numSubcarriers);
+  set_SubcarrierSpacing(subcarrierSpacing);
+  set_ScanningDistances(scanningDistances);
+  set_InputNumSignals(inputNumSignals);
+  set_ForceClassic(forceClassic);
+  set_OptPhaseSlopeForOneSignalCase(optPhaseSlopeForOneSignalCase);
+  set_MeasurementContinual(measurementContinual);
   setRow(CoarseResolution, asRow(coarseResolution));
   setRow(FineResolution, asRow(fineResolution));
 }
@@ -32,16 +32,4 @@ float ToFEstimationParameters::getOptimalResolutions(float& fineResolution) cons
   const float coarse = flightpath::speedOfLight_mps / getBandwidth() / 30.0F;
   fineResolution = coarse / 50.0F;
   return coarse;
-}
-
-void ToFEstimationParameters::a__validate_CoarseResolution(float /*value*/) {}
-
-void ToFEstimationParameters::set_CoarseResolution(float r) {
-  a__validate_CoarseResolution(r);
-  flightpath::setScalar(CoarseResolution, r);
-}
-
-void ToFEstimationParameters::set_FineResolution(float r) {
-  a__validate_CoarseResolution(r);
-  flightpath::setScalar(FineResolution, r);
 }

@@ -59,9 +59,26 @@ class FLIGHTPATH_API ToFEstimationParameters {
   /// returns the coarse step; both are infinite for a bandwidth of 0
   float getOptimalResolutions(float& fineResolution) const;
 
-  /// Accepts every value. One hook for both resolutions, here and in `b_MUSICParameters`.
+  /// The hooks that a value passes on its way into its field. Each accepts every value. The hook of the
+  /// coarse resolution serves both, in all three classes of settings; the switches share
+  /// `MUSICParameters::a__validate_ForceClassic`.
+  static void a__validate_NumSubcarriers(float value);
+  static void a__validate_SubcarrierSpacing(float value);
+  static void a__validate_ScanningDistances(const coder::array<float, 2>& v);
+  static void a__validate_InputNumSignals(const coder::array<float, 2>& v);
   static void a__validate_CoarseResolution(float value);
 
+  void set_NumSubcarriers(float value);
+  void set_SubcarrierSpacing(float value);
+  void set_ForceClassic(unsigned char value);
+  void set_OptPhaseSlopeForOneSignalCase(unsigned char value);
+  void set_MeasurementContinual(unsigned char value);
+
+  /// The field becomes a 1 x n row of the first n elements of `v`, n its second extent.
+  void set_ScanningDistances(const coder::array<float, 2>& v);
+  void set_InputNumSignals(const coder::array<float, 2>& v);
+
+  /// The field becomes 1 x 1.
   void set_CoarseResolution(float r);
   void set_FineResolution(float r);
 

@@ -9,7 +9,7 @@
 namespace {
 
 std::optional<float> forcedCount(const BoundedNumSignals& count) {
-  if (count.size[0] <= 0 || count.size[1] <= 0) {
+  if (count.size[0] == 0 || count.size[1] == 0) {
     return {};
   }
   return count.data;

@@ -28,8 +28,9 @@ namespace coder {
 /// is replaced by an owned one on the first growth beyond `capacity`.
 ///
 /// The members are public for callers that fill or read whole buffers. Whoever writes them by hand
-/// keeps the invariants: 0 <= numel <= capacity, numel = product of the sizes (asserted in debug
-/// builds wherever the array is resized or copied).
+/// keeps the invariants: 0 <= numel <= capacity (asserted in debug builds wherever the array is
+/// resized or copied), numel = product of the sizes (asserted of what is copied). The extents may be
+/// written first, the elements asked for next: that is what `set_size` without arguments is for.
 ///
 /// Errors: std::length_error for a negative extent or a product of extents above 2147483647,
 /// std::bad_alloc from the allocator. The array is unchanged by either.
@@ -76,6 +77,13 @@ class array {
   void set_size(std::int32_t rows, std::int32_t cols) {
     static_assert(N == 2, "a column takes one extent");
     resize({rows, cols});
+  }
+
+  /// Makes the array hold the product of the extents that the caller has written into `size`.
+  void set_size() {
+    Extents extents = {};
+    std::copy_n(size, N, extents.size);
+    resize(extents);
   }
 
   T& operator[](std::int32_t i) { return data[i]; }
@@ -130,8 +138,9 @@ class array {
     return static_cast<std::int32_t>(std::min<std::int64_t>(grown, maxNumel));
   }
 
+  // The extents that stand in `size` may be the new ones already: `numel` says what is held.
   void resize(const Extents& extents) {
-    assert(isConsistent());
+    assert(isWithinCapacity());
     const std::int32_t n = product(extents);
     if (n > capacity) {
       moveToLargerBuffer(grownCapacity(capacity, n));
@@ -155,7 +164,7 @@ class array {
   }
 
   void assign(const array& other) {
-    assert(other.isConsistent());
+    assert(isWithinCapacity() && other.isWithinCapacity() && other.holdsItsExtents());
     if (other.numel > capacity) {
       moveToLargerBuffer(grownCapacity(capacity, other.numel));
     }
@@ -184,12 +193,14 @@ class array {
 
   static std::size_t bytes(std::int32_t n) { return static_cast<std::size_t>(n) * sizeof(T); }
 
-  bool isConsistent() const {
+  bool isWithinCapacity() const { return numel >= 0 && numel <= capacity; }
+
+  bool holdsItsExtents() const {
     std::int64_t n = 1;
     for (const std::int32_t extent : size) {
       n *= extent;
     }
-    return n == numel && numel <= capacity;
+    return n == numel;
   }
 };
 

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 
@@ -10,24 +11,34 @@ namespace {
 // Static storage, so zero-initialised: on this platform that is an unlocked default mutex.
 pthread_mutex_t planningMutex;
 
-// Whoever comes first, initialisation or use, settles it: a mutex in use is never initialised
-// again.
-std::once_flag planningMutexSettled;
+// Set by whoever comes first, a use or an initialisation that succeeds: from then on the mutex is
+// never initialised again.
+std::atomic<bool> planningMutexSettled = false;
+std::mutex settling;
+
+void settleByUse() {
+  if (!planningMutexSettled) {
+    const std::lock_guard lock(settling);  // waits for an initialisation that is under way
+    planningMutexSettled = true;
+  }
+}
 
 }  // namespace
 
 int initFFTPlanningProcessLock() {
-  int result = 0;
-  std::call_once(planningMutexSettled, [&result] {
-    if (pthread_mutex_init(&planningMutex, nullptr) != 0) {
-      result = std::puts("\n FFTW planner mutex init failed!!!!!!!!!!");
-    }
-  });
-  return result;
+  const std::lock_guard lock(settling);
+  if (planningMutexSettled) {
+    return 0;
+  }
+  if (pthread_mutex_init(&planningMutex, nullptr) != 0) {
+    return std::puts("\n FFTW planner mutex init failed!!!!!!!!!!");
+  }
+  planningMutexSettled = true;
+  return 0;
 }
 
 int lockFFTPlanningProcess() {
-  std::call_once(planningMutexSettled, [] {});
+  settleByUse();
   return pthread_mutex_lock(&planningMutex);
 }
 

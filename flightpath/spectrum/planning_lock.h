@@ -9,8 +9,8 @@
 
 /// Initialises the lock. Optional: the first use of the lock does without.
 ///
-/// returns 0; where the first initialisation fails, the result of writing a message to standard
-/// output. Only the first call, and only before the lock was used, initialises anything.
+/// returns 0; where the initialisation fails, the result of writing a message to standard output. The
+/// next call then tries again. A lock that was initialised, or used, is left alone.
 FLIGHTPATH_API int initFFTPlanningProcessLock();
 
 /// Waits for the lock and takes it. Not recursive. Returns the mutex call's result, 0 for success.

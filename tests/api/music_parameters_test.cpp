@@ -162,6 +162,43 @@ TEST(MUSICParameters, HookReturnsEveryByteUnchanged) {
   }
 }
 
+TEST(MUSICParametersSetters, TakeEveryByteForASwitchOfTheirOwn) {
+  MUSICParameters p;
+  for (int value = 0; value < 256; ++value) {
+    p.set_ForceClassic(static_cast<unsigned char>(value));
+    p.set_OptPhaseSlopeForOneSignalCase(static_cast<unsigned char>((value + 1) % 256));
+    p.set_MeasurementContinual(static_cast<unsigned char>((value + 2) % 256));
+    EXPECT_EQ(p.ForceClassic, value);
+    EXPECT_EQ(p.OptPhaseSlopeForOneSignalCase, (value + 1) % 256);
+    EXPECT_EQ(p.MeasurementContinual, (value + 2) % 256);
+  }
+}
+
+TEST(MUSICParametersSetters, TakeEveryResolution) {
+  MUSICParameters p;
+  for (const float value : {0.0F, -0.0F, -1.0F, 1.0e-45F, 3.0e38F, rtInfF, rtMinusInfF, rtNaNF}) {
+    p.set_FineResolution(0.125F);
+    p.set_CoarseResolution(value);
+    EXPECT_TRUE(sameBits(p.CoarseResolution, value)) << value;
+    EXPECT_EQ(p.FineResolution, 0.125F) << "the other field stays";
+    p.set_CoarseResolution(0.5F);
+    p.set_FineResolution(value);
+    EXPECT_TRUE(sameBits(p.FineResolution, value)) << value;
+    EXPECT_EQ(p.CoarseResolution, 0.5F) << "the other field stays";
+  }
+}
+
+TEST(MUSICParametersSetters, StoreTheGridAsARow) {
+  for (const RowRule& rule : rowRules()) {
+    EXPECT_NO_THROW(MUSICParameters::a__validate_NormalizedScanningFreqs(rule.given)) << rule.why;
+    MUSICParameters p;
+    InitArguments().fill(p);
+    p.set_NormalizedScanningFreqs(rule.given);
+    EXPECT_TRUE(sameBits(p.NormalizedScanningFreqs, rule.stored)) << rule.why;
+    EXPECT_EQ(p.InputNumSignals.data, 3.0F) << "the other field stays";
+  }
+}
+
 TEST(MUSICParametersInit, StoresEveryArgumentInItsField) {
   MUSICParameters p;
   InitArguments().fill(p);
@@ -186,7 +223,7 @@ TEST(MUSICParametersInit, StoresTheGridAsARow) {
   }
 }
 
-TEST(MUSICParametersInit, TakesTheCountWhereTheProductOfItsExtentsIsPositive) {
+TEST(MUSICParametersCount, IsTakenWhereTheProductOfItsExtentsIsPositive) {
   struct Row {
     int size[2];
     bool taken;
@@ -200,6 +237,7 @@ TEST(MUSICParametersInit, TakesTheCountWhereTheProductOfItsExtentsIsPositive) {
       {{1, 0}, false, "absent: no columns"},
       {{0, 1}, false, "absent: no rows"},
       {{-1, 1}, false, "negative extent"},
+      {{-2, -1}, true, "a positive product of two"},
   };
   for (const Row& r : rows) {
     InitArguments first;
@@ -207,9 +245,16 @@ TEST(MUSICParametersInit, TakesTheCountWhereTheProductOfItsExtentsIsPositive) {
     first.fill(p);
     const float count = 5.0F;
     p.init(first.grid, r.taken ? &count : nullptr, r.size, 0, 0, 0, 0.5F, 0.5F);
-    EXPECT_EQ(p.InputNumSignals.data, r.taken ? 5.0F : 3.0F) << r.why;
-    EXPECT_EQ(p.InputNumSignals.size[0], r.size[0]) << r.why;
-    EXPECT_EQ(p.InputNumSignals.size[1], r.size[1]) << r.why;
+    MUSICParameters bySetter;
+    first.fill(bySetter);
+    EXPECT_NO_THROW(MUSICParameters::a__validate_InputNumSignals(nullptr, r.size)) << r.why;
+    bySetter.set_InputNumSignals(r.taken ? &count : nullptr, r.size);
+    for (const BoundedNumSignals& held : {p.InputNumSignals, bySetter.InputNumSignals}) {
+      EXPECT_EQ(held.data, r.taken ? 5.0F : 3.0F) << r.why;
+      EXPECT_EQ(held.size[0], r.size[0]) << r.why;
+      EXPECT_EQ(held.size[1], r.size[1]) << r.why;
+    }
+    EXPECT_EQ(bySetter.ForceClassic, 1) << "the other fields stay";
   }
 }
 

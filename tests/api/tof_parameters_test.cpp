@@ -55,6 +55,22 @@ void expectEqual(const b_MUSICParameters& a, const b_MUSICParameters& b) {
 
 const Matrix emptyRow = matrix(1, 0, std::vector<float>());
 
+struct RowRule {
+  Matrix given;
+  Matrix stored;
+  const char* why;
+};
+
+/// What becomes of an array that is stored as a row.
+const RowRule rowRules[] = {
+    {matrix(2, 3, std::vector<float>{1, 2, 3, 4, 5, 6}), row({1.0F, 2.0F, 3.0F}),
+     "2 x 3 keeps its first three stored elements"},
+    {matrix(3, 1, std::vector<float>{7, 8, 9}), row({7.0F}), "a column keeps its first element"},
+    {Matrix(), emptyRow, "never sized: 1 x 0"},
+    {matrix(2, 0, std::vector<float>()), emptyRow, "no columns"},
+    {matrix(0, 4, std::vector<float>()), emptyRow, "columns without an element: absent"},
+};
+
 }  // namespace
 
 TEST(ToFParameters, StartWithoutStorage) {
@@ -96,26 +112,55 @@ TEST(ToFParametersInit, ChecksAndClampsNothing) {
 }
 
 TEST(ToFParametersInit, StoresArraysAsRows) {
-  struct Row {
-    Matrix given;
-    Matrix stored;
-    const char* why;
-  };
-  const Row rows[] = {
-      {matrix(2, 3, std::vector<float>{1, 2, 3, 4, 5, 6}), row({1.0F, 2.0F, 3.0F}),
-       "2 x 3 keeps its first three stored elements"},
-      {matrix(3, 1, std::vector<float>{7, 8, 9}), row({7.0F}), "a column keeps its first element"},
-      {Matrix(), emptyRow, "never sized: 1 x 0"},
-      {matrix(2, 0, std::vector<float>()), emptyRow, "no columns"},
-      {matrix(0, 4, std::vector<float>()), emptyRow, "columns without an element: absent"},
-  };
-  for (const Row& r : rows) {
+  for (const RowRule& r : rowRules) {
     ToFEstimationParameters p;
     p.init(1.0F, 1.0F, r.given, r.given, 0, 0, 0, r.given, r.given);
     EXPECT_TRUE(sameBits(p.ScanningDistances, r.stored)) << r.why;
     EXPECT_TRUE(sameBits(p.InputNumSignals, r.stored)) << r.why;
     EXPECT_TRUE(sameBits(p.CoarseResolution, r.stored)) << r.why;
     EXPECT_TRUE(sameBits(p.FineResolution, r.stored)) << r.why;
+  }
+}
+
+TEST(ToFParametersSetters, StoreArraysAsRows) {
+  for (const RowRule& r : rowRules) {
+    EXPECT_NO_THROW(ToFEstimationParameters::a__validate_ScanningDistances(r.given)) << r.why;
+    EXPECT_NO_THROW(ToFEstimationParameters::a__validate_InputNumSignals(r.given)) << r.why;
+    ToFEstimationParameters p;
+    p.set_ScanningDistances(r.given);
+    EXPECT_TRUE(sameBits(p.ScanningDistances, r.stored)) << r.why;
+    EXPECT_EQ(p.InputNumSignals.numel, 0) << "the other field stays";
+    p = ToFEstimationParameters();
+    p.set_InputNumSignals(r.given);
+    EXPECT_TRUE(sameBits(p.InputNumSignals, r.stored)) << r.why;
+    EXPECT_EQ(p.ScanningDistances.numel, 0) << "the other field stays";
+  }
+}
+
+TEST(ToFParametersSetters, TakeEveryByteForASwitchOfTheirOwn) {
+  ToFEstimationParameters p;
+  for (int value = 0; value < 256; ++value) {
+    p.set_ForceClassic(static_cast<unsigned char>(value));
+    p.set_OptPhaseSlopeForOneSignalCase(static_cast<unsigned char>((value + 1) % 256));
+    p.set_MeasurementContinual(static_cast<unsigned char>((value + 2) % 256));
+    EXPECT_EQ(p.ForceClassic, value);
+    EXPECT_EQ(p.OptPhaseSlopeForOneSignalCase, (value + 1) % 256);
+    EXPECT_EQ(p.MeasurementContinual, (value + 2) % 256);
+  }
+}
+
+TEST(ToFParametersSetters, TakeEveryNumberForAFieldOfTheirOwn) {
+  ToFEstimationParameters p;
+  for (const float value : {64.0F, 0.0F, -1.0F, rtInfF, rtNaNF}) {
+    EXPECT_NO_THROW(ToFEstimationParameters::a__validate_NumSubcarriers(value));
+    EXPECT_NO_THROW(ToFEstimationParameters::a__validate_SubcarrierSpacing(value));
+    p.set_NumSubcarriers(value);
+    p.set_SubcarrierSpacing(0.125F);
+    EXPECT_TRUE(sameBits(p.NumSubcarriers, value));
+    p.set_NumSubcarriers(0.5F);
+    p.set_SubcarrierSpacing(value);
+    EXPECT_TRUE(sameBits(p.SubcarrierSpacing, value));
+    EXPECT_EQ(p.NumSubcarriers, 0.5F);
   }
 }
 

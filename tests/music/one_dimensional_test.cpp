@@ -172,13 +172,24 @@ TEST(MUSIC1D, CountIsEstimatedWhereNoneIsGiven) {
   for (const unsigned char smooth : {false, true}) {
     const float estimated = determineNumSignals(x, smooth, eigenvectors, eigenvalues);
     for (const auto& [rows, cols] :
-         {std::pair(0, 0), std::pair(1, 0), std::pair(0, 1), std::pair(-1, -1)}) {
+         {std::pair(0, 0), std::pair(1, 0), std::pair(0, 1), std::pair(-1, 0), std::pair(0, -1)}) {
       MUSICParameters p = parametersFor(fft, N);
       p.MeasurementContinual = smooth;
       p.InputNumSignals.size[0] = rows;
       p.InputNumSignals.size[1] = cols;
       EXPECT_EQ(estimate(x, p).NumSignals, estimated) << rows << " x " << cols;
     }
+  }
+}
+
+// Which no estimate gives for these samples: what comes back is what was forced.
+TEST(MUSIC1D, CountIsGivenWhereBothItsExtentsAreNonZero) {
+  constexpr float forced = 7.0F;
+  for (const auto& [rows, cols] :
+       {std::pair(1, 1), std::pair(2, 3), std::pair(-1, -1), std::pair(-1, 1), std::pair(1, -1)}) {
+    MUSICParameters p = parametersFor(fft, N);
+    p.InputNumSignals = {forced, {rows, cols}};
+    EXPECT_EQ(estimate(support::threeTones(N), p).NumSignals, forced) << rows << " x " << cols;
   }
 }
 

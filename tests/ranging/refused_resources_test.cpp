@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -114,6 +115,9 @@ TEST(RefusedThread, IsAnError_ThoseThatRanHaveEnded) {
     const RoomForOneThread tight;
     EXPECT_THROW(flightpath::ThreadTeam three(3), std::system_error);
     EXPECT_EQ(threadsRunning(), before);
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    EXPECT_EQ(sigismember(&mask, SIGTERM), 0) << "the caller takes its signals again";
   }
   flightpath::ThreadTeam three(3);
   EXPECT_EQ(calls(three), 3);

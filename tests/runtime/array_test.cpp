@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -292,6 +294,80 @@ TYPED_TEST(EveryArray, RefusedAllocationLeavesItAsItWas) {
   EXPECT_TRUE(Members(a) == before);
   EXPECT_TRUE(isNumbered(a, 0, 20));
   EXPECT_EQ(watch.made() + watch.released(), 0);
+}
+
+// A caller writes the extents first and asks for the elements next, in either form: what is held until
+// then is told by the count alone. Runs where assertions are on.
+TYPED_TEST(EveryArray, TakesExtentsThatTheCallerWroteFirst) {
+  struct Row {
+    std::int32_t before;
+    std::int32_t wanted;
+    std::int32_t capacity;
+    const char* why;
+  };
+  const Row rows[] = {
+      {0, 1, 16, "the smallest buffer"},
+      {0, 17, 32, "one doubling"},
+      {20, 21, 40, "growth"},
+      {20, 20, 20, "as it was"},
+      {20, 3, 20, "shrinking"},
+      {20, 0, 20, "no element: the buffer stays"},
+      {0, 0, 0, "no element and no buffer"},
+  };
+  for (const Row& row : rows) {
+    for (const bool namedAgain : {false, true}) {
+      TypeParam a = fullArray<TypeParam>(row.before);
+      a.size[0] = 1;
+      a.size[std::size(a.size) - 1] = row.wanted;
+      namedAgain ? resize(a, row.wanted) : a.set_size();
+      EXPECT_EQ(a.numel, row.wanted) << row.why;
+      EXPECT_EQ(a.capacity, row.capacity) << row.why;
+      EXPECT_EQ(a.size[std::size(a.size) - 1], row.wanted) << row.why;
+      EXPECT_TRUE(isNumbered(a, 0, std::min(row.before, row.wanted))) << row.why;
+      EXPECT_TRUE(isZero(a, std::min(row.before, row.wanted), row.wanted)) << row.why;
+    }
+  }
+}
+
+TEST(WrittenExtents, OfAMatrixAreBothTaken_ShrinkingThenGrowingClears) {
+  array<int, 2> a = support::matrix<int>(2, 3, {1, 2, 3, 4, 5, 6});
+  a.size[0] = 1;
+  a.set_size();
+  EXPECT_EQ(a.numel, 3);
+  a.size[0] = 3;
+  a.size[1] = 2;
+  a.set_size();
+  EXPECT_TRUE(sameBits(a, support::matrix<int>(3, 2, {1, 2, 3, 0, 0, 0})));
+}
+
+TEST(WrittenExtents, ImpossibleOnesAreLengthErrors_TheElementsStay) {
+  for (const auto& [rows, cols] : {std::pair{-1, 2}, {2, -1}, {46341, 46341}}) {
+    array<int, 2> a = support::matrix<int>(2, 2, {1, 2, 3, 4});
+    const int* const buffer = a.data;
+    a.size[0] = rows;
+    a.size[1] = cols;
+    EXPECT_THROW(a.set_size(), std::length_error) << rows << " x " << cols;
+    EXPECT_EQ(a.numel, 4);
+    EXPECT_EQ(a.data, buffer);
+    EXPECT_TRUE(isNumbered(a, 0, 4));
+  }
+}
+
+TEST(ArrayAssertions, SeeACountBeyondTheBufferAndExtentsThatAreNotHeld) {
+#ifdef NDEBUG
+  GTEST_SKIP() << "a build without assertions";
+#else
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  array<int, 1> column = support::column({1, 2, 3});
+  array<int, 1> copy;
+  column.size[0] = 4;  // written, and never asked for
+  EXPECT_DEATH(copy = column, "holdsItsExtents");
+  column.numel = column.size[0] = column.capacity + 1;
+  EXPECT_DEATH(column.set_size(1), "isWithinCapacity");
+  EXPECT_DEATH(copy = column, "isWithinCapacity");
+  column.numel = column.size[0] = -1;
+  EXPECT_DEATH(column.set_size(1), "isWithinCapacity");
+#endif
 }
 
 TEST(ColumnMajor, ElementStandsAtRowPlusColumnTimesRows) {

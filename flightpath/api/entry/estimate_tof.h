@@ -27,7 +27,9 @@ namespace MUSIC {
 ///             pass, the smallest delays are kept, not the strongest. From L on no noise space is
 ///             left and the answer means nothing. For exactly one path the closed form (mean phase
 ///             slope) answers
-/// returns one entry a path; none where no path stands out or the measurement is empty
+/// returns one entry per path; none where no path stands out or the measurement is empty. Exactly one
+///         path forced on fewer than two samples, none included, is one NaN: there is no phase step
+///         to average
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call. May be called from several
 /// threads at once. The caller's rounding mode, flush-to-zero mode and traps do not matter: the call

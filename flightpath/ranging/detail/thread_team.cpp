@@ -1,12 +1,36 @@
 #include "flightpath/ranging/detail/thread_team.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <csignal>
 
 namespace flightpath {
+namespace {
+
+/// While one lives, its thread takes no signal, and the threads that it makes never will: their
+/// signals are the host's, to be handled in a thread of its own.
+class BlockedSignals {
+ public:
+  BlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace
 
 ThreadTeam::ThreadTeam(unsigned size)
     : size_(size != 0 ? size : std::max(1U, std::thread::hardware_concurrency())), thrown_(size_) {
   threads_.reserve(size_ - 1);
+  const BlockedSignals blocked;  // which the threads inherit
   try {
     for (unsigned number = 1; number < size_; ++number) {
       threads_.emplace_back([this, number] { wait(number); });

@@ -9,7 +9,8 @@
 namespace flightpath {
 
 /// A fixed number of threads that do one task together: each calls it once with its own number. The
-/// caller is number 0, the others wait between tasks.
+/// caller is number 0, the others wait between tasks. The others block every signal: none that is sent to
+/// the process is delivered to them.
 class ThreadTeam {
  public:
   /// size  0: one for each core

@@ -82,7 +82,8 @@ void destroyHeld(coder::internal::fft::fftw::PlanCacheEntry& entry) {
 }
 
 void execute(fftwf_plan plan, const creal32_T* in, creal32_T* out) {
-  // The input is preserved: every plan of this library is made with that flag.
+  // FFTW takes no pointer to const. It leaves the input as it was where the plan was made to preserve
+  // it, as those of coder::firfreqz are.
   fftwf_execute_dft(plan, native(const_cast<creal32_T*>(in)), native(out));
 }
 

@@ -4,11 +4,16 @@
 #include <span>
 
 #include "flightpath/runtime/complex.h"
+#include "flightpath/toolbox/detail/call_guard.h"
 
 /// The library's calls into BLAS, all of them. `blas.cpp` alone knows which one it is.
 namespace flightpath::blas {
 
-/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out.
+/// The guard of a call into the BLAS, or into the LAPACK on top of it, that this process has met.
+CallGuard guardCall();
+
+/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out. (In an
+/// OpenMP build, for calls from this thread only.)
 void useOneThread();
 
 enum class Transpose { None, Conjugate };

@@ -2,6 +2,8 @@
 
 #include <lapacke.h>
 
+#include "flightpath/toolbox/detail/blas.h"
+
 namespace flightpath::lapack {
 namespace {
 
@@ -14,6 +16,7 @@ lapack_complex_float* native(creal32_T* data) {
 }  // namespace
 
 int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues) {
+  const CallGuard guard = blas::guardCall();
   return LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A), n, eigenvalues);
 }
 
@@ -25,20 +28,24 @@ int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T
   float rcondv = 0.0F;
   lapack_int ilo = 0;
   lapack_int ihi = 0;
+  const CallGuard guard = blas::guardCall();
   return LAPACKE_cgeevx(LAPACK_COL_MAJOR, 'B', 'N', 'V', 'N', n, native(A), n, native(eigenvalues),
                         &noLeftVectors, 1, native(eigenvectors), n, &ilo, &ihi, scale, &abnrm,
                         &rconde, &rcondv);
 }
 
 int choleskyFactor(std::int32_t n, double* A) {
+  const CallGuard guard = blas::guardCall();
   return LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
 }
 
 int choleskyFactor(std::int32_t n, float* A) {
+  const CallGuard guard = blas::guardCall();
   return LAPACKE_spotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
 }
 
 int symmetricEigen(std::int32_t n, double* A, double* eigenvalues, double* work) {
+  const CallGuard guard = blas::guardCall();
   return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'L', n, A, n, eigenvalues, work, 3 * n);
 }
 

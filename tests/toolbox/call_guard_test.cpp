@@ -1,0 +1,165 @@
+#include "flightpath/toolbox/detail/call_guard.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "flightpath/toolbox/detail/blas.h"
+#include "flightpath/toolbox/detail/lapack.h"
+#include "tests/support/call_counter.h"
+#include "tests/threads/together.h"
+
+/// Who may be inside BLAS and LAPACK at the same time. All checks are of the class EXACT.
+namespace {
+
+using flightpath::CallGuard;
+using flightpath::callsTakeTurns;
+
+constexpr int n = 4;
+constexpr std::size_t elements = n * n;
+
+template <class T>
+std::vector<T> identity() {
+  std::vector<T> A(elements);
+  for (std::size_t i = 0; i < n; ++i) {
+    if constexpr (std::is_same_v<T, creal32_T>) {
+      A[i * (n + 1)] = {1.0F, 0.0F};
+    } else {
+      A[i * (n + 1)] = 1;
+    }
+  }
+  return A;
+}
+
+void multiply() {
+  const auto A = identity<creal32_T>();
+  std::vector<creal32_T> C(elements);
+  const flightpath::blas::Operand operand = {A.data(), n, flightpath::blas::Transpose::None};
+  flightpath::blas::multiply(n, n, n, operand, operand, C.data());
+}
+
+void multiplyReal() {
+  const auto A = identity<double>();
+  std::vector<double> C(elements);
+  flightpath::blas::multiplyReal(n, n, n, A.data(), A.data(), C.data());
+}
+
+void norm() { flightpath::blas::norm2(identity<float>()); }
+
+void hermitianEigen() {
+  auto A = identity<creal32_T>();
+  std::vector<float> eigenvalues(n);
+  flightpath::lapack::hermitianEigen(n, A.data(), eigenvalues.data());
+}
+
+void generalEigen() {
+  auto A = identity<creal32_T>();
+  std::vector<creal32_T> eigenvalues(n);
+  std::vector<creal32_T> eigenvectors(elements);
+  std::vector<float> scale(n);
+  flightpath::lapack::generalEigen(n, A.data(), eigenvalues.data(), eigenvectors.data(),
+                                   scale.data());
+}
+
+template <class T>
+void choleskyFactor() {
+  auto A = identity<T>();
+  flightpath::lapack::choleskyFactor(n, A.data());
+}
+
+void symmetricEigen() {
+  auto A = identity<double>();
+  std::vector<double> eigenvalues(n);
+  std::vector<double> work(elements);
+  flightpath::lapack::symmetricEigen(n, A.data(), eigenvalues.data(), work.data());
+}
+
+struct Call {
+  const char* name;
+  void (*make)();
+};
+
+const Call everyCall[] = {
+    {"useOneThread", flightpath::blas::useOneThread},
+    {"multiply", multiply},
+    {"multiplyReal", multiplyReal},
+    {"norm2", norm},
+    {"hermitianEigen", hermitianEigen},
+    {"generalEigen", generalEigen},
+    {"choleskyFactor, double", choleskyFactor<double>},
+    {"choleskyFactor, float", choleskyFactor<float>},
+    {"symmetricEigen", symmetricEigen},
+};
+
+/// How many threads of four are in the call at the same time, at most.
+int mostAtOnce(const Call& call) {
+  const support::CallsAtOnce calls;
+  support::together(4, [&](int) {
+    for (int round = 0; round < 10; ++round) {
+      call.make();
+    }
+  });
+  return calls.most();
+}
+
+/// The library asks OpenBLAS once how it was built: each of these tests starts the program anew.
+class CallsWithOpenBLAS : public testing::TestWithParam<int> {
+ protected:
+  CallsWithOpenBLAS() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    setenv(support::pretendedOpenBLAS, std::to_string(GetParam()).c_str(), 1);
+  }
+  ~CallsWithOpenBLAS() override { unsetenv(support::pretendedOpenBLAS); }
+};
+
+class TheSerialOrTheOpenMPBuild : public CallsWithOpenBLAS {};
+class TheThreadedBuild : public CallsWithOpenBLAS {};
+
+}  // namespace
+
+TEST(CallsTakeTurns, UnlessOpenBLASHasThreadsOfItsOwn) {
+  EXPECT_TRUE(callsTakeTurns(0)) << "serial";
+  EXPECT_FALSE(callsTakeTurns(1)) << "threads of its own";
+  EXPECT_TRUE(callsTakeTurns(2)) << "OpenMP";
+  EXPECT_TRUE(callsTakeTurns(3)) << "not known";
+  EXPECT_TRUE(callsTakeTurns(-1)) << "not known";
+}
+
+TEST(CallGuard, InTurnLetsOneInAtATime) {
+  constexpr int rounds = 20000;
+  int counter = 0;  // plain on purpose: the guard is what protects it
+  support::together(2, [&](int) {
+    for (int i = 0; i < rounds; ++i) {
+      const CallGuard guard(true);
+      ++counter;
+    }
+  });
+  EXPECT_EQ(counter, 2 * rounds);
+}
+
+TEST(CallGuard, OtherwiseLetsEveryoneIn) {
+  const CallGuard first(false);
+  const CallGuard second(false);
+  const CallGuard inTurn(true);
+  SUCCEED() << "came back";
+}
+
+TEST_P(TheSerialOrTheOpenMPBuild, IsCalledByOneThreadAtATime) {
+  for (const Call& call : everyCall) {
+    EXPECT_EXIT(std::_Exit(mostAtOnce(call)), testing::ExitedWithCode(1), "") << call.name;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheSerialOrTheOpenMPBuild, testing::Values(0, 2, 3));
+
+TEST_P(TheThreadedBuild, IsCalledBySeveralThreadsAtOnce) {
+  for (const Call& call : everyCall) {
+    EXPECT_EXIT(std::_Exit(mostAtOnce(call) > 1 ? 0 : 1), testing::ExitedWithCode(0), "")
+        << call.name;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheThreadedBuild, testing::Values(1));
