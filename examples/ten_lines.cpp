@@ -2,15 +2,18 @@
 
 #include <complex>
 #include <cstdio>
+#include <vector>
 
 int main() {
-  creal32_T samples[64];  // one path of 100 ns over 20 MHz
+  std::vector<std::complex<float>> csi;  // one path of 100 ns over 20 MHz
   for (int k = 0; k < 64; ++k) {
-    const std::complex<float> h = std::polar(1.0F, -6.2831853F * 0.03125F * static_cast<float>(k));
-    samples[k] = {h.real(), h.imag()};
+    csi.push_back(std::polar(1.0F, -6.2831853F * 0.03125F * static_cast<float>(k)));
   }
-  const ToFEstimate paths = MUSIC::estimateToF({312500, 64, samples});
-  for (const double distance : paths.Distances) {
-    std::printf("%.3f m\n", distance);
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = 312500;      // hertz
+  flightpath::Ranger ranger(64, options);  // keep it: it keeps its plans and work space
+  const flightpath::PathSet found = ranger.estimate(csi);
+  for (const flightpath::Path path : found[0]) {
+    std::printf("%.3f m\n", path.Distance_m);
   }
 }

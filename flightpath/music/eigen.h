@@ -9,7 +9,7 @@ namespace coder {
 /// Eigenvalues and right eigenvectors of a square complex matrix.
 ///
 /// A  n x n, unchanged; not the array V
-/// V  (out) n x n, one eigenvector a column, of unit norm
+/// V  (out) n x n, one eigenvector per column, of unit norm
 /// d  (out) n eigenvalues, d(k) belongs to column k of V. A matrix that equals its conjugate
 ///    transpose exactly is solved as Hermitian: d is real and ascending. One that equals its
 ///    negative conjugate transpose exactly is solved as Hermitian after multiplication by i

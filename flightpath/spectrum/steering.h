@@ -12,7 +12,7 @@
 ///              numElements - 1
 /// freqs        normalised frequencies in cycles per element: a row (its second extent counts) or a
 ///              column. A non-finite one makes its column NaN
-/// A            (out) M x F, one steering vector a column
+/// A            (out) M x F, one steering vector per column
 ///
 /// Errors: std::length_error where M, or M x F, passes 2147483647.
 FLIGHTPATH_API void makeUniformSteeringVectors(double numElements,

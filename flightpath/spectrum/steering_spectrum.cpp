@@ -41,7 +41,7 @@ void steeringSpectrum(const array<creal32_T, 2>& noiseSubspace, std::span<const 
   energies.set_size(Y.size[0], Y.size[1]);
   std::ranges::transform(Y, energies.begin(), [](creal32_T y) {
     const float r = modulus(y);
-    return r * r;  // what rt_powf_snf(r, 2) gives, without a call an element
+    return r * r;  // what rt_powf_snf(r, 2) gives, without a call per element
   });
   array<float, 1> noiseEnergy;
   coder::sum(energies, noiseEnergy);

@@ -21,7 +21,7 @@ FLIGHTPATH_API float blockedSummation(const array<float, 1>& x, int vlen);
 ///   the columns are added in blocks of 1024, grouped as in `blockedSummation`
 ///
 /// x  rows x columns
-/// y  (out) one sum a row; zeros where x has no columns
+/// y  (out) one sum per row; zeros where x has no columns
 FLIGHTPATH_API void sum(const array<float, 2>& x, array<float, 1>& y);
 
 namespace internal {

@@ -11,7 +11,7 @@ FLIGHTPATH_API void sort(array<float, 1>& x);
 /// Sorts `x` in place, descending, and tells where each value came from; stable, NaNs first in
 /// their order of appearance.
 ///
-/// idx  (out) one 1-based position an element: where the value now at k stood before sorting
+/// idx  (out) one 1-based position per element: where the value now at k stood before sorting
 FLIGHTPATH_API void sort(array<float, 1>& x, array<int, 1>& idx);
 
 }  // namespace coder::internal

@@ -37,7 +37,7 @@ Subspace orthonormal(int M, int K, unsigned seed) {
       support::orthonormalColumns(static_cast<std::size_t>(M), static_cast<std::size_t>(K), seed));
 }
 
-/// One element a column: every projection is the element itself, whatever the frequency.
+/// One element per column: every projection is the element itself, whatever the frequency.
 Subspace oneSample(const std::vector<creal32_T>& elements) {
   return matrix(1, static_cast<int>(elements.size()), elements);
 }

@@ -18,7 +18,12 @@ struct ToFEstimate {
 
 namespace MUSIC {
 
-/// Distances and times of flight of the paths in one channel measurement.
+/// Distances and times of flight of the paths in one channel measurement: one call, nothing kept.
+///
+/// The reference method, by a dense eigen decomposition whose time grows with the cube of N. For many
+/// measurements of one receiver, for several that share their paths, or for large N take
+/// `flightpath::Ranger` (ranging/ranger.h): the same answers, 25 to 360 times faster. For a grid of
+/// distances or steps of your own take `MUSICLib::MUSICToF` (spectrum/estimator.h).
 ///
 /// csi         the measurement; with N subcarriers the work space is a handful of L x L complex
 ///             matrices, L = 0.75 N, and the time that of one L x L eigen decomposition

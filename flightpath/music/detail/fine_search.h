@@ -8,7 +8,7 @@
 
 namespace flightpath {
 
-/// The frequencies to look at around each coarse peak: a matrix with one column a peak, so that every
+/// The frequencies to look at around each coarse peak: a matrix with one column per peak, so that every
 /// peak gets as many as the one that has fewest.
 
 /// candidates(:, k) := coarse(k) + offsets, the offsets evenly spaced from -coarseResolution to

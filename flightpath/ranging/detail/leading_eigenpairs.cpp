@@ -10,7 +10,8 @@
 namespace flightpath {
 namespace {
 
-constexpr int firstWidth = 6;
+// A block of more columns than this costs what a full decomposition does at the orders where it would
+// be needed: bench/tuning_bench.cpp, ForcedCount.
 constexpr int mostWidth = 64;
 
 /// Past this a full decomposition is the better way.
@@ -28,7 +29,8 @@ void subtract(double factor, const double* from, double* to, int n) {
 
 }  // namespace
 
-LeadingEigenpairs::LeadingEigenpairs(int order) : order_(order) {
+LeadingEigenpairs::LeadingEigenpairs(int order, int firstWidth)
+    : order_(order), firstWidth_(firstWidth) {
   const int most = widest(order);
   Q_.resize(area(order, most));
   CQ_.resize(Q_.size());
@@ -63,7 +65,7 @@ void LeadingEigenpairs::seed(int first) {
 
 void LeadingEigenpairs::start(std::span<const double> matrix) {
   matrix_ = matrix;
-  width_ = std::min(widest(order_), firstWidth);
+  width_ = std::min(widest(order_), firstWidth_);
   seed(0);
   // Another product before the first projection costs less than a step.
   Q_.swap(CQ_);

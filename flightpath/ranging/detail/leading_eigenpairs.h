@@ -18,8 +18,8 @@ namespace flightpath {
 /// Source: B. N. Parlett, The Symmetric Eigenvalue Problem, chapter 14 (subspace iteration).
 class LeadingEigenpairs {
  public:
-  /// For matrices of this order.
-  explicit LeadingEigenpairs(int order);
+  /// For matrices of this order, with a block of firstWidth columns to start with.
+  explicit LeadingEigenpairs(int order, int firstWidth = 6);
 
   /// Starts over with this matrix, which must outlive the steps.
   void start(std::span<const double> matrix);
@@ -46,6 +46,7 @@ class LeadingEigenpairs {
   void rotateToRitz();
 
   int order_;
+  int firstWidth_;
   int width_ = 0;
   std::span<const double> matrix_;
   std::vector<double> Q_;        // order x width: basis, then Ritz vectors

@@ -45,7 +45,8 @@ class SignalPolynomial {
   std::vector<double> re_, im_;                // r
   std::vector<double> shiftedRe_, shiftedIm_;  // r(d) exp(i 2 pi d f)
   std::vector<double> u_;
-  std::vector<double> weights_;  // 2 (d / L)^p / p!, with the sign that i^p gives; a row a power
+  std::vector<double>
+      weights_;  // 2 (d / L)^p / p!, with the sign that i^p gives; one row per power
   std::size_t terms_ = 0;
   std::vector<double> energy_;
 };

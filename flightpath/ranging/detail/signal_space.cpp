@@ -10,10 +10,9 @@
 namespace flightpath {
 namespace {
 
-// A signal's eigenvector is good when C v - theta v is this much of theta; a noise eigenvalue that
-// only the criterion looks at, when it is this much: its error is the square of that.
+/// A signal's eigenvector is good when C v - theta v is this much of theta: the path moves by less than
+/// a hundredth of a fine step.
 constexpr double vectorTolerance = 1e-6;
-constexpr double valueTolerance = 3e-2;
 constexpr int mostSteps = 40;
 
 /// Eigenvalues below the largest times this are rounding of single-precision samples: they count as
@@ -24,24 +23,21 @@ constexpr double roundingOfSamples = 0x1p-24;
 /// singular.
 constexpr double singularPivot = 1e-13;
 
-/// From this order on the factorisation, the one step that takes the cube of it, is tried in single
-/// precision first: half the time, and precise enough to say when the count search may stop, as long
-/// as the pivots stay clear of single-precision rounding.
-constexpr int roughOrder = 256;
-constexpr double roughPivot = 3e-5;
-constexpr double roughSlack = 0.05;  // of the order, which is what a step of the penalty is worth
-
 std::size_t onDiagonal(int i, int order) {
   return static_cast<std::size_t>(i) * static_cast<std::size_t>(order + 1);
 }
 
 }  // namespace
 
-SignalSpace::SignalSpace(int order, int rank, int snapshots)
-    : order_(order), rank_(rank), snapshots_(snapshots), pairs_(order) {
+SignalSpace::SignalSpace(int order, int rank, int snapshots, const SignalSpaceTuning& tuning)
+    : order_(order),
+      rank_(rank),
+      snapshots_(snapshots),
+      tuning_(tuning),
+      pairs_(order, tuning.firstWidth) {
   const auto n = static_cast<std::size_t>(order);
   factor_.resize(n * n);
-  if (order >= roughOrder) {
+  if (order >= tuning_.roughOrder) {
     roughFactor_.resize(n * n);
   }
   eigenvalues_.resize(n);
@@ -114,8 +110,8 @@ std::optional<EigenvalueSums> SignalSpace::sumsByCholesky() {
     trace += matrix_[onDiagonal(i, order_)];
   }
   if (!roughFactor_.empty()) {
-    if (const auto logs = logDeterminant(roughFactor_, roughPivot)) {
-      return EigenvalueSums{order_, snapshots_, trace, *logs, roughSlack * order_};
+    if (const auto logs = logDeterminant(roughFactor_, tuning_.roughPivot)) {
+      return EigenvalueSums{order_, snapshots_, trace, *logs, tuning_.roughSlack * order_};
     }
   }
   if (const auto logs = logDeterminant(factor_, singularPivot)) {
@@ -136,8 +132,8 @@ bool SignalSpace::converged(int numPairs) const {
 /// The count by the eigenvalues that have settled; empty where it takes more of them.
 std::optional<int> SignalSpace::currentCount(const EigenvalueSums& sums) {
   leading_.clear();
-  for (int k = 0; k < pairs_.width() && pairs_.residual(k) <= valueTolerance * pairs_.value(k);
-       ++k) {
+  for (int k = 0;
+       k < pairs_.width() && pairs_.residual(k) <= tuning_.valueTolerance * pairs_.value(k); ++k) {
     leading_.push_back(pairs_.value(k));
   }
   return countSignals(sums, leading_);

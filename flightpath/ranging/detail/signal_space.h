@@ -9,6 +9,26 @@
 
 namespace flightpath {
 
+/// What the solver of a signal space is tuned by. The defaults are the best of those that
+/// bench/tuning_bench.cpp compares (ValueTolerance, FirstWidth, RoughFactor).
+///
+/// valueTolerance  an eigenvalue that only the criterion looks at is good when C v - theta v is this
+///                 much of theta: its error is the square of that
+/// firstWidth      of the block that the iteration starts with
+/// roughOrder      from this order on the factorisation, the one step that takes the cube of it, is
+///                 tried in single precision first: half the time, and precise enough to say when the
+///                 count search may stop, as long as the pivots stay clear of single-precision rounding
+/// roughPivot      which they do above the largest diagonal element times this
+/// roughSlack      how far off the logarithm of the determinant may then be, in orders: what a step of
+///                 the penalty is worth
+struct SignalSpaceTuning {
+  double valueTolerance = 3e-2;
+  int firstWidth = 6;
+  int roughOrder = 256;
+  double roughPivot = 3e-5;
+  double roughSlack = 0.05;
+};
+
 /// The signals in a covariance: how many there are, and their eigenpairs.
 ///
 /// It works on the real form of the covariance, and looks for no more eigenpairs than it takes to tell
@@ -18,7 +38,7 @@ class SignalSpace {
   /// order      of the real form
   /// rank       the most that the covariance can have, the length of the subvectors
   /// snapshots  how many rows the covariance is the mean of
-  SignalSpace(int order, int rank, int snapshots);
+  SignalSpace(int order, int rank, int snapshots, const SignalSpaceTuning& tuning = {});
 
   /// Counts the signals and solves their eigenpairs. The matrix must outlive the questions for them.
   int count(std::span<const double> matrix);
@@ -43,6 +63,7 @@ class SignalSpace {
   int order_;
   int rank_;
   int snapshots_;
+  SignalSpaceTuning tuning_;
   std::span<const double> matrix_;
   LeadingEigenpairs pairs_;
   std::vector<float> roughFactor_;   // Cholesky factor in single precision

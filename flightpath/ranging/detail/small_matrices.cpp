@@ -1,77 +1,27 @@
 #include "flightpath/ranging/detail/small_matrices.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
-#include <utility>
 
+#include "flightpath/ranging/detail/plain_matrices.h"
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
 
 namespace flightpath {
 namespace {
 
-// Up to here the plain loops are faster, or as fast.
+// Up to these orders the plain loops are faster, or as fast: bench/tuning_bench.cpp, Product, Cholesky
+// and Eigen.
 constexpr int smallProduct = 128;
 constexpr int smallFactor = 64;
 constexpr int smallEigen = 12;
-
-constexpr int mostSweeps = 30;
-
-std::size_t at(int row, int column, int rows) {
-  return static_cast<std::size_t>(column) * static_cast<std::size_t>(rows) +
-         static_cast<std::size_t>(row);
-}
-
-/// C(:, j) := A B(:, j), four columns of A at a time.
-void multiplyVector(int m, int k, const double* A, const double* b, double* c) {
-  std::fill_n(c, m, 0.0);
-  int l = 0;
-  for (; l + 4 <= k; l += 4) {
-    const double* const a0 = A + at(0, l, m);
-    const double* const a1 = a0 + m;
-    const double* const a2 = a1 + m;
-    const double* const a3 = a2 + m;
-    for (int i = 0; i < m; ++i) {
-      c[i] += (a0[i] * b[l] + a1[i] * b[l + 1]) + (a2[i] * b[l + 2] + a3[i] * b[l + 3]);
-    }
-  }
-  for (; l < k; ++l) {
-    const double* const a = A + at(0, l, m);
-    for (int i = 0; i < m; ++i) {
-      c[i] += a[i] * b[l];
-    }
-  }
-}
-
-/// Column by column: what the finished columns contribute, then the root of the pivot.
-bool choleskyByColumns(int n, double* A) {
-  for (int j = 0; j < n; ++j) {
-    double* const column = A + at(0, j, n);
-    for (int l = 0; l < j; ++l) {
-      const double* const finished = A + at(0, l, n);
-      const double factor = finished[j];
-      for (int i = j; i < n; ++i) {
-        column[i] -= factor * finished[i];
-      }
-    }
-    if (!(column[j] > 0.0)) {
-      return false;
-    }
-    const double scale = 1.0 / std::sqrt(column[j]);
-    for (int i = j; i < n; ++i) {
-      column[i] *= scale;
-    }
-  }
-  return true;
-}
+static_assert(smallEigen <= plain::mostEigen);
 
 template <class Real>
 std::optional<double> logOfPivots(int n, const Real* factor, double leastPivot) {
   double logs = 0.0;
   for (int i = 0; i < n; ++i) {
-    const double root = factor[at(i, i, n)];
+    const double root = factor[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1)];
     if (!(root * root > leastPivot)) {
       return {};
     }
@@ -80,106 +30,20 @@ std::optional<double> logOfPivots(int n, const Real* factor, double leastPivot) 
   return 2.0 * logs;
 }
 
-/// The rotation that makes the off-diagonal element of [a, b; b, d] zero.
-struct Rotation {
-  double c;
-  double s;
-};
-
-Rotation rotationFor(double a, double b, double d) {
-  const double half = 0.5 * (d - a) / b;
-  const double t = std::copysign(1.0, half) / (std::fabs(half) + std::sqrt(1.0 + half * half));
-  const double c = 1.0 / std::sqrt(1.0 + t * t);
-  return {c, t * c};
-}
-
-void rotate(Rotation r, double* p, double* q, int count, int stride) {
-  for (int i = 0; i < count; ++i) {
-    const std::size_t k = at(0, i, stride);
-    const double before = p[k];
-    p[k] = r.c * before - r.s * q[k];
-    q[k] = r.s * before + r.c * q[k];
-  }
-}
-
-/// One sweep of Jacobi's rotations over all pairs. False: nothing was left to rotate.
-bool sweep(int n, double* A, double* V) {
-  bool rotated = false;
-  for (int q = 1; q < n; ++q) {
-    for (int p = 0; p < q; ++p) {
-      const double b = A[at(p, q, n)];
-      const double a = A[at(p, p, n)];
-      const double d = A[at(q, q, n)];
-      if (std::fabs(b) <= std::numeric_limits<double>::epsilon() * std::sqrt(std::fabs(a * d))) {
-        continue;
-      }
-      rotated = true;
-      const Rotation r = rotationFor(a, b, d);
-      rotate(r, A + at(0, p, n), A + at(0, q, n), n, 1);
-      rotate(r, A + p, A + q, n, n);
-      rotate(r, V + at(0, p, n), V + at(0, q, n), n, 1);
-      A[at(p, q, n)] = A[at(q, p, n)] = 0.0;
-    }
-  }
-  return rotated;
-}
-
-/// By cyclic Jacobi rotations: quick where the matrix is nearly diagonal, which a projection on
-/// vectors that have all but converged is.
-///
-/// Source: G. H. Golub, C. F. Van Loan, Matrix Computations, section 8.5.
-void jacobi(int n, double* A, double* eigenvalues) {
-  double V[smallEigen * smallEigen] = {};
-  for (int k = 0; k < n; ++k) {
-    V[at(k, k, n)] = 1.0;
-  }
-  for (int i = 0; i < mostSweeps && sweep(n, A, V); ++i) {
-  }
-  for (int k = 0; k < n; ++k) {
-    eigenvalues[k] = A[at(k, k, n)];
-  }
-  std::copy_n(V, at(0, n, n), A);
-  for (int k = 0; k < n; ++k) {
-    double* const least = std::min_element(eigenvalues + k, eigenvalues + n);
-    std::swap(eigenvalues[k], *least);
-    double* const column = A + at(0, k, n);
-    std::swap_ranges(column, column + n, A + at(0, static_cast<int>(least - eigenvalues), n));
-  }
-}
-
 }  // namespace
 
-double dot(const double* a, const double* b, int n) {
-  // Four sums side by side: one alone would wait for itself at every addition.
-  double s0 = 0.0;
-  double s1 = 0.0;
-  double s2 = 0.0;
-  double s3 = 0.0;
-  int i = 0;
-  for (; i + 3 < n; i += 4) {
-    s0 += a[i] * b[i];
-    s1 += a[i + 1] * b[i + 1];
-    s2 += a[i + 2] * b[i + 2];
-    s3 += a[i + 3] * b[i + 3];
-  }
-  for (; i < n; ++i) {
-    s0 += a[i] * b[i];
-  }
-  return (s0 + s1) + (s2 + s3);
-}
+double dot(const double* a, const double* b, int n) { return plain::dot(a, b, n); }
 
 void multiply(int m, int n, int k, const double* A, const double* B, double* C) {
   if (m > smallProduct) {
     blas::multiplyReal(m, n, k, A, B, C);
-    return;
-  }
-  for (int j = 0; j < n; ++j) {
-    multiplyVector(m, k, A, B + at(0, j, k), C + at(0, j, m));
+  } else {
+    plain::multiply(m, n, k, A, B, C);
   }
 }
 
 bool choleskyFactor(int n, double* A) {
-  return n > smallFactor ? lapack::choleskyFactor(n, A) == 0 : choleskyByColumns(n, A);
+  return n > smallFactor ? lapack::choleskyFactor(n, A) == 0 : plain::choleskyFactor(n, A);
 }
 
 bool choleskyFactor(int n, float* A) { return lapack::choleskyFactor(n, A) == 0; }
@@ -196,7 +60,7 @@ void symmetricEigen(int n, double* A, double* eigenvalues, double* work) {
   if (n > smallEigen) {
     lapack::symmetricEigen(n, A, eigenvalues, work);
   } else {
-    jacobi(n, A, eigenvalues);
+    plain::symmetricEigen(n, A, eigenvalues);
   }
 }
 

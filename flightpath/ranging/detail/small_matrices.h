@@ -17,7 +17,7 @@ double dot(const double* a, const double* b, int n);
 void multiply(int m, int n, int k, const double* A, const double* B, double* C);
 
 /// The lower Cholesky factor of an n x n matrix, in place of its lower triangle. False: the matrix is
-/// not positive definite as far as rounding lets see, and is left half-way.
+/// numerically not positive definite, and is left half-way.
 bool choleskyFactor(int n, double* A);
 bool choleskyFactor(int n, float* A);
 

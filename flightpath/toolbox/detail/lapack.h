@@ -20,8 +20,8 @@ int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues);
 int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T* eigenvectors,
                  float* scale);
 
-/// The lower Cholesky factor, in place of the lower triangle. Positive: the matrix is not positive
-/// definite as far as rounding lets see.
+/// The lower Cholesky factor, in place of the lower triangle. Positive: the matrix is numerically not
+/// positive definite.
 int choleskyFactor(std::int32_t n, double* A);
 int choleskyFactor(std::int32_t n, float* A);
 
