@@ -90,7 +90,7 @@ int waitedForElsewhere(int signal) {
 
 void estimateOn(flightpath::Ranger& ranger) {
   const support::Samples x(64 * 40, creal32_T{1.0F, 0.5F});
-  ranger.estimate(x.data(), 40);
+  ranger.estimate({x, 64});
 }
 
 /// The tests below send signals to their whole process, so each has one. OpenBLAS makes threads of its
