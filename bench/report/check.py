@@ -2,7 +2,8 @@
 
     check.py RESULTS_FOLDER
 
-Each ratio is printed with the smallest and the largest that two repetitions of the run give.
+Each ratio is printed with the smallest and the largest that two repetitions of the run give, a tenth
+of it at most to either side.
 """
 
 import json

@@ -13,6 +13,7 @@ FASTER = {64: 12, 242: 30, 1992: 150}  # least times faster than MUSIC::estimate
 FASTER_ON_TWO_THREADS = 1.85
 GROWTH_TO_1992 = 5  # most times the time of N = 996
 MEMORY_MB = 40  # most that a Ranger and its estimate add at N = 1992
+LARGEST_SCATTER = 0.10  # a machine that is busier than that keeps nothing for it
 
 
 class Ratio(typing.NamedTuple):
@@ -28,8 +29,11 @@ class Ratio(typing.NamedTuple):
         return statistics.median(self.over) / statistics.median(self.under)
 
     def scatter(self):
-        """The smallest and the largest ratio that two repetitions of this run give."""
-        return min(self.over) / max(self.under), max(self.over) / min(self.under)
+        """The smallest and the largest ratio that two repetitions of this run give, but no further
+        from the ratio of the medians than LARGEST_SCATTER."""
+        value = self.value()
+        return (max(min(self.over) / max(self.under), value * (1 - LARGEST_SCATTER)),
+                min(max(self.over) / min(self.under), value * (1 + LARGEST_SCATTER)))
 
     def is_kept(self):
         """Missed only where no two repetitions keep it: that is more than the machine's scatter."""
