@@ -46,10 +46,10 @@ class Ranger::Batch {
     if (csi == nullptr && count > 0) {
       throw std::invalid_argument("Ranger::estimate: csi is null");
     }
+    blas::useOneThread();
     counts_.resize(count);
     // Contiguous shares, in order: their results only have to be put one behind the other.
     team_.run([&](unsigned thread) {
-      blas::useOneThread();
       const std::size_t first = count * thread / team_.size();
       const std::size_t last = count * (thread + 1) / team_.size();
       workers_[thread]->estimate(csi, N_, first, last, counts_);
