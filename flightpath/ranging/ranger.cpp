@@ -63,6 +63,7 @@ class Ranger::Batch {
   void estimate(const CsiRows& rows, PathSet& out, const Progress& progress) {
     clear(out);
     const std::size_t total = countEstimates(rows, context_.NumSubcarriers, snapshots_);
+    blas::useOneThread();
     try {
       ProgressPacer pacer(progress, total, team_.size());
       for (bool goOn = total > 0; goOn;) {
@@ -96,7 +97,6 @@ class Ranger::Batch {
   void estimateSlice(const CsiRows& rows, std::size_t begin, std::size_t count) {
     findings_.resize(count);
     team_.run([&](unsigned thread) {
-      blas::useOneThread();
       Worker& worker = *workers_[thread];
       worker.found.clear();
       const std::size_t last = count * (thread + 1) / team_.size();

@@ -218,7 +218,7 @@ void openblas_set_num_threads(int num_threads) {
 int openblas_get_parallel() {
   static const auto next = real<decltype(openblas_get_parallel)>("openblas_get_parallel");
   const char* const pretended = std::getenv(support::pretendedOpenBLAS);
-  return pretended != nullptr ? std::atoi(pretended) : next();
+  return pretended != nullptr ? static_cast<int>(std::strtol(pretended, nullptr, 10)) : next();
 }
 
 void cblas_dgemm(const enum CBLAS_ORDER order, const enum CBLAS_TRANSPOSE transA,

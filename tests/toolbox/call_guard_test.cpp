@@ -1,5 +1,6 @@
 #include "flightpath/toolbox/detail/call_guard.h"
 
+#include <cblas.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -116,6 +117,7 @@ class CallsWithOpenBLAS : public testing::TestWithParam<int> {
 };
 
 class TheSerialOrTheOpenMPBuild : public CallsWithOpenBLAS {};
+class TheOpenMPBuild : public CallsWithOpenBLAS {};
 class TheThreadedBuild : public CallsWithOpenBLAS {};
 
 }  // namespace
@@ -154,6 +156,24 @@ TEST_P(TheSerialOrTheOpenMPBuild, IsCalledByOneThreadAtATime) {
 }
 
 INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheSerialOrTheOpenMPBuild, testing::Values(0, 2, 3));
+
+// It keeps the count of threads for each calling thread: every call takes over that of the process.
+TEST_P(TheOpenMPBuild, IsGivenTheCountOfThreadsOfTheProcessBeforeEachCall) {
+  const auto statement = [] {
+    const std::string threads = "blas threads " + std::to_string(openblas_get_num_threads());
+    bool given = true;
+    for (const Call& call : everyCall) {
+      support::CallLog log;
+      call.make();
+      const support::CallLines lines = log.take();
+      given = given && !lines.empty() && lines.front() == threads;
+    }
+    std::_Exit(given ? 0 : 1);
+  };
+  EXPECT_EXIT(statement(), testing::ExitedWithCode(0), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheOpenMPBuild, testing::Values(2));
 
 TEST_P(TheThreadedBuild, IsCalledBySeveralThreadsAtOnce) {
   for (const Call& call : everyCall) {

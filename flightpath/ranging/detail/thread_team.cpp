@@ -22,7 +22,7 @@ class BlockedSignals {
   BlockedSignals& operator=(const BlockedSignals&) = delete;
 
  private:
-  sigset_t before_;
+  sigset_t before_ = {};
 };
 
 }  // namespace

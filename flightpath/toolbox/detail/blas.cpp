@@ -12,8 +12,13 @@ CBLAS_TRANSPOSE code(Transpose transpose) {
 }  // namespace
 
 CallGuard guardCall() {
-  static const bool inTurn = callsTakeTurns(openblas_get_parallel());
-  return CallGuard(inTurn);
+  static const int build = openblas_get_parallel();
+  CallGuard guard(callsTakeTurns(build));
+  if (build == openMPOpenBLAS) {
+    // The count of threads that the process has set, for calls from this thread too.
+    openblas_set_num_threads(openblas_get_num_threads());
+  }
+  return guard;
 }
 
 void useOneThread() {

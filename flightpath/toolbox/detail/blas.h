@@ -12,8 +12,7 @@ namespace flightpath::blas {
 /// The guard of a call into the BLAS, or into the LAPACK on top of it, that this process has met.
 CallGuard guardCall();
 
-/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out. (In an
-/// OpenMP build, for calls from this thread only.)
+/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out.
 void useOneThread();
 
 enum class Transpose { None, Conjugate };

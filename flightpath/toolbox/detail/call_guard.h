@@ -4,17 +4,16 @@
 
 namespace flightpath {
 
-/// Whether calls into OpenBLAS have to take turns, by what it says of its own build.
+/// How OpenBLAS was built, as `openblas_get_parallel` says.
 ///
-///   1 (threads of its own)  no: it may be called from several threads at once
-///   0 (serial)              yes: its work space has no lock, and calls that meet get wrong numbers
-///   2 (OpenMP)              yes: its count of threads and its work space are not safe either
-///
-/// A program may meet another build than the one that it was linked with: distributions let an
-/// administrator exchange the library.
-///
-/// openblasParallel  of `openblas_get_parallel`; an answer that is not known counts as unsafe
-constexpr bool callsTakeTurns(int openblasParallel) { return openblasParallel != 1; }
+/// Only the build with threads of its own may be called from several threads at once. The serial one has
+/// no lock around its work space, and calls that meet get wrong numbers; the OpenMP one neither, and
+/// keeps its count of threads for each calling thread. A program may meet another build than the one that it
+/// was linked with: distributions let an administrator exchange the library.
+enum OpenBLASBuild { serialOpenBLAS = 0, threadedOpenBLAS = 1, openMPOpenBLAS = 2 };
+
+/// Whether calls have to take turns. An answer that is not known counts as unsafe.
+constexpr bool callsTakeTurns(int build) { return build != threadedOpenBLAS; }
 
 /// Lives as long as one call into BLAS or LAPACK does. Where calls take turns, it waits for that of
 /// another thread.
