@@ -115,7 +115,7 @@ const Case rangerCases[] = {
          w.ranger.estimate({static_cast<const creal32_T*>(nullptr), N}, w.answers);
        });
      },
-     Outcome::InvalidArgument, true},
+     Outcome::InvalidArgument},
     {"estimate of a Ranger that was moved from",
      [] {
        Working w = {Ranger(N, options())};
