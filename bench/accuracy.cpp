@@ -3,7 +3,7 @@
 //   flightpath_accuracy OUTDIR TRIALS
 //
 // OUTDIR/NAME.json     the scenario, and per trial the path phases and the delays found
-// OUTDIR/NAME.samples  the measurements, complex float32, a row a trial: what the peers are given
+// OUTDIR/NAME.samples  the measurements, complex float32, one row per trial: what peers are given
 
 #include <flightpath/flightpath.h>
 

@@ -28,7 +28,7 @@ flightpath_require(OpenBLAS HEADER cblas.h LIBRARY openblas PACKAGE libopenblas-
 include(${CMAKE_CURRENT_LIST_DIR}/openblas_build.cmake)
 flightpath_check_openblas(${FLIGHTPATH_OpenBLAS_LIBRARY})
 flightpath_require(LAPACKE HEADER lapacke.h LIBRARY lapacke PACKAGE liblapacke-dev)
-# Its complex type shall be C++'s std::complex, not the _Complex of C.
+# Its complex type must be C++'s std::complex, not the _Complex of C.
 target_compile_definitions(flightpath_deps::LAPACKE INTERFACE LAPACK_COMPLEX_CPP)
 
 if(FLIGHTPATH_BUILD_TESTS)

@@ -5,7 +5,7 @@
 #   report_stages         prints the table; fails where a stage failed
 #
 # With stop_at_failure=1 the first failure ends the run. Seconds are those of the clock, and those of
-# all processors in sum: where other programs share the machine, only the second mean something.
+# all processors in sum: where other programs share the machine, only the latter mean anything.
 
 stage_rows=()
 stages_failed=0

@@ -114,7 +114,7 @@ def draw_stages(times, path):
 
 
 def accuracy(folder, peer_trials):
-    """A record an estimator and scenario, and the notes on peers that could not run."""
+    """One record per estimator and scenario, and the notes on peers that could not run."""
     records, notes = [], []
     for name in SCENARIOS:
         scenario = scenarios.load(folder, name)
@@ -182,9 +182,9 @@ def memory_section(memory):
             ["measured: what the estimate added to the process", f"{memory['added_MB']:.2f}"]]
     return (f"At the peak of one estimate with N = {N} (L = {L}) three matrices of L x L complex\n"
             "single-precision values live at once, when the ordered eigenvectors are gathered; the\n"
-            "covariance cannot go before, since the decomposition leaves its input as it is. The\n"
+            "covariance cannot be freed earlier: the decomposition leaves its input as it is. The\n"
             "data matrix (L x 0.25 N) is gone by then, and the noise subspace (at most L x L) is\n"
-            "formed when the first two are. Megabytes:\n\n"
+            "formed when the first two are gone too. Megabytes:\n\n"
             + table(["matrix", "MB"], rows)
             + "\n\nThe remainder is the solver's work space (33 L complex values) and code pages "
               "touched for\nthe first time.")

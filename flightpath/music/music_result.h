@@ -6,7 +6,7 @@
 ///
 /// PeakValues       pseudo-spectrum of each signal in decibels; 1 on the closed form. K x 1 on the
 ///                  classic route, 1 x K otherwise
-/// NormalizedFreqs  1 x K, cycles per sample, one a detected signal
+/// NormalizedFreqs  1 x K, cycles per sample, one per detected signal
 /// NumSignals       the signal count used, estimated or forced
 /// ScannedFreqs     every frequency at which the pseudo-spectrum was evaluated, a row
 /// PseudoSpectrum   its values there, in the same order

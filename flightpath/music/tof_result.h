@@ -4,7 +4,7 @@
 
 /// What `MUSICLib::MUSICToF` reports. Caller-owned; every field is overwritten.
 ///
-/// Distances         1 x K, metres, one a detected path
+/// Distances         1 x K, metres, one per detected path
 /// PeakValues        pseudo-spectrum of each path in decibels; 1 on the closed form. K x 1 on the
 ///                   classic route, 1 x K otherwise
 /// NumSignals        the signal count used, estimated or forced

@@ -13,16 +13,16 @@ namespace flightpath {
 /// complex sample per subcarrier.
 ///
 /// Samples are `creal32_T`, `std::complex<float>` or `std::complex<double>`; they are read and never
-/// written, and must outlive the call that they are handed to. Whoever makes one says how long a row
-/// is, so that a receiver with another number of subcarriers is an error and not a read elsewhere.
+/// written, and must outlive the call that they are handed to. The caller states how long a row
+/// is, so that a receiver with another number of subcarriers is an error, not a misread.
 ///
 ///   std::vector<std::complex<float>> csi(1000 * 64);
 ///   ranger.estimate({csi, 64});        // 1000 rows of 64 samples
 ///   ranger.estimate({csi, 64, 128});   // every second row
 ///
 /// samples        the first sample of the first row; null only where there are no samples
-/// numSamples     how many samples may be read in all: whole rows; padding behind the last row may be
-///                there or not
+/// numSamples     how many samples may be read in all: whole rows; padding after the last row is
+///                optional
 /// samplesPerRow  how many samples a measurement has; left out, all of them are one measurement
 /// rowStride      samples from the beginning of a row to that of the next; 0: rows without gaps
 class CsiRows {

@@ -6,8 +6,8 @@ namespace flightpath {
 
 /// One propagation path.
 ///
-/// Distance_m  metres; negative where the receiver's timing puts it, or a path beyond the unambiguous
-///             range wraps round
+/// Distance_m  metres; negative where the receiver's timing puts it there, or where a path beyond
+///             the unambiguous range wraps round
 /// Delay_s     seconds: Distance_m / 299792458
 /// Peak_dB     the refined pseudo-spectrum there, in decibels; 1 where the closed form answered
 struct Path {
@@ -16,7 +16,7 @@ struct Path {
   float Peak_dB = 0;
 };
 
-/// What came of an estimate, and so why it may have no path.
+/// How an estimate ended, and thus why it may have no path.
 enum class Outcome : std::uint8_t {
   Found,                  // at least one path
   NoSignal,               // no signal stands out of the noise, or none was asked for
@@ -48,7 +48,7 @@ struct EstimateInfo {
   Outcome Result = Outcome::NoSignal;
 };
 
-/// What the numbers of an answer have to be seen beside.
+/// The scales by which the numbers of an answer are to be judged.
 ///
 /// NumSubcarriers      N
 /// SubcarrierSpacing   hertz

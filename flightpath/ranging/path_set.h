@@ -14,7 +14,7 @@ namespace flightpath {
 class Estimate;
 class PathSet;
 
-/// Path k of all that a set holds, and its estimate i: what the iterators give.
+/// Path k of all paths in a set, and estimate i of the set: what the iterators return.
 inline Path pathOf(const PathSet& set, std::size_t k);
 inline Estimate estimateOf(const PathSet& set, std::size_t i);
 
@@ -56,8 +56,8 @@ class PathSetIterator {
   std::size_t at_ = 0;
 };
 
-/// The paths of one estimate: a range of `Path`. It looks into a `PathSet`, and is valid as long as
-/// that lives and is not written to.
+/// The paths of one estimate: a range of `Path`. It is a view into a `PathSet`, valid as long as
+/// the set lives and is not written to.
 ///
 /// Paths come in the order of their coarse peaks: ascending distance, though the fine search may
 /// exchange two that lie within a coarse step of each other.
@@ -102,8 +102,8 @@ class Estimate {
 ///     }
 ///   }
 ///
-/// All paths stand in columns, one behind the other; those of estimate i at offsets()[i] ...
-/// offsets()[i + 1] - 1. Columns are reachable as they are, for bindings and archives.
+/// All paths are kept in columns, one after the other; those of estimate i at offsets()[i] ...
+/// offsets()[i + 1] - 1. The columns can be read directly, for bindings and archives.
 class PathSet {
  public:
   /// How many estimates there are.
@@ -128,7 +128,7 @@ class PathSet {
   PathSetIterator<Estimate, estimateOf> begin() const { return {*this, 0}; }
   PathSetIterator<Estimate, estimateOf> end() const { return {*this, size()}; }
 
-  /// False where the call was stopped: there are answers for the first size() estimates alone.
+  /// False where the call was stopped: there are answers for the first size() estimates only.
   bool complete() const { return complete_; }
 
   const RangingContext& context() const { return context_; }

@@ -20,13 +20,13 @@ namespace flightpath {
 ///   const flightpath::PathSet found = ranger.estimate({csi, 64});
 ///   for (const flightpath::Path path : found[0]) { ... path.Distance_m ... }
 ///
-/// The answers are those of `MUSIC::estimateToF`, 25 to 360 times faster: eigenvalues and signal
-/// eigenvectors come from a real symmetric matrix of about half the order, in double precision, without
-/// the dense L x L eigen decomposition; criterion, threshold, grids and tie rules are the same
-/// functions. The two differ where the dense route counts rounding noise of its own (ARCHITECTURE.md;
-/// docs/benchmarks.md for how often), and in two rules: a measurement with a NaN or infinite sample has
-/// no path, also with a forced count; and the unit of the samples does not matter, where the dense
-/// route's products may leave single precision.
+/// The answers are those of `MUSIC::estimateToF`, 12 (N = 30) to 360 (N = 1992) times faster:
+/// eigenvalues and signal eigenvectors come from a real symmetric matrix of order about N / 2, in
+/// double precision, without the dense L x L eigen decomposition; criterion, threshold, grids and
+/// tie rules are the same functions. The two differ where the dense route counts its own rounding
+/// noise (ARCHITECTURE.md; docs/benchmarks.md for how often), and in two rules: a measurement with
+/// a NaN or infinite sample has no path, even with a forced count; and the unit of the samples does
+/// not matter, where the dense route's products may leave single precision.
 ///
 /// Several measurements may share their paths. With S = SnapshotsPerEstimate above 1, S consecutive rows
 /// give one estimate:
@@ -36,18 +36,18 @@ namespace flightpath {
 ///   search       that of one measurement, in the signal space of the mean covariance
 ///   closed form  the angle of the sum over the rows of x(k + 1) conj(x(k)), averaged over k
 ///
-/// With S = 1 these are the formulas of one measurement. Rows may differ in phase and in power, in
-/// which they count; a NaN or infinity in one row takes the whole estimate.
+/// With S = 1 these are the formulas of one measurement. Rows may differ in phase and in power, and
+/// count in proportion to their power; a NaN or infinity in one row spoils the whole estimate.
 ///
-/// Results depend on the rows of an estimate alone: not on its neighbours in the batch, not on the number
-/// of threads, nor on the caller's floating-point modes, bit for bit.
+/// Bit for bit, results depend only on the rows of an estimate: not on its neighbours in the batch,
+/// nor on the number of threads or the caller's floating-point modes.
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call, as `MUSIC::estimateToF` does.
 ///
 /// A Ranger keeps its plans, work space and threads; after the first call of a size, `estimate` into
-/// a reused PathSet allocates nothing on one thread. The work space takes about 7 N^2 bytes per thread
-/// (21 N^2 where estimates share snapshots), from the construction on. One Ranger is used by one thread
-/// at a time.
+/// a reused PathSet allocates nothing on one thread. The work space, made at construction, takes
+/// about 7 N^2 bytes per thread for large N, and 16 N^2 where rows share an estimate. Only one
+/// thread at a time may use a Ranger.
 ///
 /// Source: the method as in `MUSIC::estimateToF`; several snapshots after M. Wax and T. Kailath,
 /// Detection of signals by information theoretic criteria, IEEE Trans. Acoust., Speech, Signal
@@ -72,12 +72,12 @@ class FLIGHTPATH_API Ranger {
   ///           batches that take less; where it returns false, the answers are those of the estimates
   ///           finished by then, and say so (`PathSet::complete`)
   ///
-  /// Errors: std::invalid_argument where the rows are not N samples long, are not whole, are not a
-  /// multiple of S, or null; std::logic_error for a Ranger that was moved from; std::bad_alloc;
+  /// Errors: std::invalid_argument where the rows are not N samples long, are incomplete, are null,
+  /// or are no multiple of S; std::logic_error for a Ranger that was moved from; std::bad_alloc;
   /// whatever `progress` throws. The Ranger stays usable.
   PathSet estimate(CsiRows rows, const Progress& progress = {});
 
-  /// The same into `out`, whose storage is used again. Where an error ends the call, it holds none.
+  /// The same into `out`, whose storage is reused. If an error ends the call, it holds no estimate.
   void estimate(CsiRows rows, PathSet& out, const Progress& progress = {});
 
  private:

@@ -6,7 +6,7 @@ namespace flightpath {
 ///
 /// deviation  the sample standard deviation, n - 1 in its denominator
 ///
-/// Each engine brings both in its own arithmetic: float in blocks of 1024 in the dense route, double
+/// Each engine forms both in its own arithmetic: float in blocks of 1024 in the dense route, double
 /// in sums side by side in the structured one.
 template <class Real>
 Real peakThreshold(Real mean, Real deviation) {

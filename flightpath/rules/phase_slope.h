@@ -17,7 +17,7 @@ namespace flightpath {
 /// NaN where there is no step.
 float phaseSlopeFrequency(std::span<const creal32_T> steps, coder::array<float, 1>& angles);
 
-/// The same of the samples x.
+/// The same, from the samples x.
 float phaseSlopeFrequency(const coder::array<creal32_T, 1>& x);
 
 /// The angle of z in [-pi, pi]: NaN for a NaN part; by the signs alone where both parts are

@@ -17,7 +17,7 @@ float coarseFFTLength(float coarseResolution);
 /// The even offsets from a coarse peak, 1 x n: from -coarseResolution to +coarseResolution,
 /// 2 coarseResolution / fineResolution + 1 of them.
 ///
-/// elementsPerOffset  of the largest array that the caller goes on to make of the offsets, at least 1
+/// elementsPerOffset  in the largest array that the caller will make from the offsets, at least 1
 ///
 /// Errors: std::length_error, naming the resolutions, for more offsets than such an array can hold;
 /// no memory is taken by then.

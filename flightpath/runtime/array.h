@@ -19,7 +19,7 @@ namespace coder {
 ///
 /// Capacity rule: the first buffer holds at least 16 elements; growth doubles the capacity until
 /// the wanted count fits and saturates at 2147483647. Shrinking keeps buffer and capacity. Elements
-/// that come into life, by growth or by regrowth after shrinking, are zero.
+/// that come into being, by growth or by regrowth after shrinking, are zero.
 ///
 /// Copies are deep and follow the same rule. Moving takes the buffer over and leaves an empty
 /// array.
@@ -27,7 +27,7 @@ namespace coder {
 /// An array with `owner` false is a view: its buffer is the caller's, is never released here, and
 /// is replaced by an owned one on the first growth beyond `capacity`.
 ///
-/// The members are public for callers that fill or read whole buffers. Whoever writes them by hand
+/// The members are public for callers that fill or read whole buffers. Code that writes them
 /// keeps the invariants: 0 <= numel <= capacity (asserted in debug builds wherever the array is
 /// resized or copied), numel = product of the sizes (asserted of what is copied). The extents may be
 /// written first, the elements asked for next: that is what `set_size` without arguments is for.

@@ -28,8 +28,8 @@ class FLIGHTPATH_API PlanCacheManager {
 
 /// The estimator object: the two estimation methods and the FFT plans that they keep.
 ///
-/// Keep one and call it again: plans are made once a length. One object is used by one thread at a
-/// time; threads with objects of their own estimate at once.
+/// Keep one and call it again: plans are made once per length. Only one thread at a time may use an
+/// object; threads that each have their own may estimate concurrently.
 class FLIGHTPATH_API MUSICLib {
  public:
   /// Plans nothing.
@@ -52,7 +52,7 @@ class FLIGHTPATH_API MUSICLib {
   ///
   /// x       one complex sample per subcarrier
   /// params  read only
-  /// result  every field is overwritten; no path: the lists of paths are empty, NumSignals stands
+  /// result  every field is overwritten; without a path the lists are empty, NumSignals is set
   ///
   /// Non-finite samples and settings flow through: to NaN, to no path, or to numbers without meaning;
   /// nothing is reported.

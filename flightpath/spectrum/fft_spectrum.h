@@ -7,7 +7,7 @@
 class MUSICLib;
 
 /// MUSIC pseudo-spectrum on a uniform grid over the whole period, from the signal subspace, with
-/// one FFT an eigenvector.
+/// one FFT per eigenvector.
 ///
 ///   S(j) = sum over k of |sum over m of u_k(m) exp(+i 2 pi m (j - 1) / N)|^2
 ///   spectrum(j) = 1 / |M - S(j)|                  linear scale; +inf where S(j) = M
@@ -21,7 +21,7 @@ class MUSICLib;
 /// energies  (out) N x K, |H_k|^2 as complex values with imaginary part 0, not centred
 /// N         number of grid points, truncated; below 1 or NaN: empty outputs
 ///
-/// The arrays are all different ones.
+/// All arrays must be distinct.
 ///
 /// Errors: std::length_error for N infinite or above 2^24, or N x K above 2147483647. Where an error
 /// ends the call, U is as it was.

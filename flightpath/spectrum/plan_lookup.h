@@ -22,7 +22,7 @@ class FLIGHTPATH_API PlanCacheTraits {
   /// arrays of the same alignments. Where the planner refuses, the null plan is kept and returned like
   /// any other.
   ///
-  /// One object is used by one thread at a time; objects of their own may plan at once.
+  /// Only one thread at a time may use an object; distinct objects may plan concurrently.
   static fftwf_plan getCachedPlan(MUSICLib* obj, int n, int sign, unsigned flags,
                                   const array<creal32_T, 2>& in, const array<creal32_T, 2>& out);
 };

@@ -10,10 +10,10 @@
 ///
 /// in single precision, the reciprocal first; +inf where s(j) = 0
 ///
-/// noiseSubspace  M x K, one noise eigenvector e_k a column. No column: +inf everywhere
+/// noiseSubspace  M x K, one noise eigenvector e_k per column. No column: +inf everywhere
 /// freqs          normalised frequencies in cycles per sample: a row (its second extent counts) or
 ///                a column; nothing checks their range
-/// spectrum       (out) one value a frequency; not the array of the frequencies
+/// spectrum       (out) one value per frequency; not the array of the frequencies
 ///
 /// Errors: std::length_error where M x F or F x K passes 2147483647.
 ///

@@ -49,7 +49,7 @@ int MixedEstimates::next() {
 
 /// 3 to 64, and now and then a large one, whose work space comes from the system and goes back to it.
 /// The large ones are few: FFTW remembers every length that it ever planned, for the whole process,
-/// and the warm-up shall have seen them all.
+/// and the warm-up must have seen them all.
 int MixedEstimates::drawSize() {
   constexpr int large[] = {100, 114, 128, 177, 242};
   if (calls_ % 97 == 0) {

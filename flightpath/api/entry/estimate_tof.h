@@ -22,16 +22,16 @@ namespace MUSIC {
 ///
 /// The reference method, by a dense eigen decomposition whose time grows with the cube of N. For many
 /// measurements of one receiver, for several that share their paths, or for large N take
-/// `flightpath::Ranger` (ranging/ranger.h): the same answers, 25 to 360 times faster. For a grid of
+/// `flightpath::Ranger` (ranging/ranger.h): the same answers, 12 to 360 times faster. For a grid of
 /// distances or steps of your own take `MUSICLib::MUSICToF` (spectrum/estimator.h).
 ///
 /// csi         the measurement; with N subcarriers the work space is a handful of L x L complex
 ///             matrices, L = 0.75 N, and the time that of one L x L eigen decomposition
 /// numSignals  how many paths to search for; empty: estimate it. Fewer come back where fewer coarse
 ///             peaks pass the threshold (one very strong peak can hide the others); where more
-///             pass, the smallest delays are kept, not the strongest. From L on no noise space is
-///             left and the answer means nothing. For exactly one path the closed form (mean phase
-///             slope) answers
+///             pass, the smallest delays are kept, not the strongest. For L and more no noise space
+///             is left and the answer is meaningless. For exactly one path the closed form (mean
+///             phase slope) answers
 /// returns one entry per path; none where no path stands out or the measurement is empty. Exactly one
 ///         path forced on fewer than two samples, none included, is one NaN: there is no phase step
 ///         to average

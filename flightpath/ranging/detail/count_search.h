@@ -20,8 +20,8 @@ struct EigenvalueSums {
 ///
 /// AM and GM follow from the sums, less what the k largest contribute. The sum of the logarithms is the
 /// same in every Q(k): it has no part in which is smallest, only in when to stop. The likelihood term
-/// is never negative, so once the penalty alone exceeds the best Q, and what the sum may be off, no
-/// later k can win.
+/// is never negative, so once the penalty alone exceeds the best Q by more than the sum may be
+/// off, no later k can win.
 ///
 /// leading  the largest eigenvalues, descending
 /// returns the k of the smallest Q, the first of equals; empty where more eigenvalues are needed

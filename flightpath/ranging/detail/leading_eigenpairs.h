@@ -11,7 +11,7 @@ namespace flightpath {
 ///
 ///   Q := orthonormal basis of C Q;  Q^T C Q = Z diag(theta) Z^T;  Q := Q Z
 ///
-/// Each step multiplies what is still missing from pair k by (eigenvalue behind the block) /
+/// Each step multiplies the error left in pair k by (largest eigenvalue outside the block) /
 /// (eigenvalue k): a few steps where signals stand out of the noise. The block is wider than the
 /// pairs that are asked for.
 ///

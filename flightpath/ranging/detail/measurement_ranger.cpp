@@ -17,7 +17,7 @@
 namespace flightpath {
 namespace {
 
-/// One row's covariance has half the order in its Gram matrix; that of several has rank L.
+/// One row's covariance has rank 2K, so its Gram matrix is smaller; that of several has rank L.
 std::unique_ptr<RealForm> makeForm(int N, std::uint32_t snapshots) {
   const int L = subvectorLength(N);
   if (snapshots == 1) {

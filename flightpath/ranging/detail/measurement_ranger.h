@@ -22,7 +22,7 @@ namespace flightpath {
 /// Errors: std::invalid_argument where they, or the spacing, leave the range of single precision.
 Resolutions defaultResolutions(int N, double spacing_Hz);
 
-/// Makes one estimate after another, in work space of its own: what each thread of a Ranger has one of.
+/// Makes one estimate after another, in its own work space. Each thread of a Ranger has one.
 class MeasurementRanger {
  public:
   MeasurementRanger(int N, const RangingOptions& options);

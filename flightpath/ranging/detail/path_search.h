@@ -17,7 +17,7 @@ struct FoundPath {
   float peakValue;  // decibels
 };
 
-/// Of the two searches, in normalised frequency.
+/// Steps of the two searches, in normalised frequency.
 struct Resolutions {
   float coarse;
   float fine;

@@ -18,8 +18,8 @@ void multiply(int m, int n, int k, const double* A, const double* B, double* C);
 bool choleskyFactor(int n, double* A);
 
 /// Eigenvectors (in place of the n x n matrix, n <= mostEigen) and ascending eigenvalues of a symmetric
-/// matrix, by cyclic Jacobi rotations: quick where the matrix is nearly diagonal, which a projection on
-/// vectors that have all but converged is.
+/// matrix, by cyclic Jacobi rotations: quick where the matrix is nearly diagonal, as the projection
+/// onto vectors that have all but converged is.
 ///
 /// Source: G. H. Golub, C. F. Van Loan, Matrix Computations, section 8.5.
 void symmetricEigen(int n, double* A, double* eigenvalues);

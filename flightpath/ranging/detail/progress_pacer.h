@@ -7,10 +7,11 @@
 
 namespace flightpath {
 
-/// Cuts a batch into slices between which its progress can be reported: so few estimates at a time that
-/// one takes about half of the least time between two reports. Without a callback, all at once.
+/// Cuts a batch into slices between which its progress can be reported: few enough estimates
+/// each to take a quarter to a half of the least time between two reports. Without a callback, all
+/// at once.
 ///
-/// What is in a slice has no part in the answers.
+/// How a batch is cut does not change the answers.
 class ProgressPacer {
  public:
   /// The least time between two reports.
@@ -23,7 +24,7 @@ class ProgressPacer {
   /// How many of the estimates that are left to take next.
   std::size_t nextSlice() const;
 
-  /// Counts a slice as done. Returns whether to go on: not where all are done or the callback said so.
+  /// Counts a slice as done. False: all are done, or the callback asked to stop.
   bool finish(std::size_t slice);
 
   std::size_t done() const { return done_; }

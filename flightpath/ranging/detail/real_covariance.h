@@ -25,7 +25,7 @@ namespace flightpath {
 /// of order L: from two rows on that is less than the 2 K S of the rows' Gram matrix.
 ///
 /// The elements of a diagonal of F differ by two of G = sum over s of x_s x_s^H, so that C costs
-/// O(S N^2) for the diagonals of G and O(L^2) for all else; no more of G is kept than one diagonal.
+/// O(S N^2) for the diagonals of G and O(L^2) for all else; one diagonal of G is kept at a time.
 class RealCovariance final : public RealForm {
  public:
   /// For vectors of N samples in subvectors of length L.

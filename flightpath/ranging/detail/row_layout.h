@@ -10,7 +10,7 @@ namespace flightpath {
 /// How many estimates the rows make.
 ///
 /// Errors: std::invalid_argument, saying what was given and what is wanted, for rows that are not
-/// numSubcarriers long, not whole, null, or no multiple of the rows that an estimate takes.
+/// numSubcarriers long, incomplete, null, or not a multiple of the rows per estimate.
 std::size_t countEstimates(const CsiRows& rows, std::uint32_t numSubcarriers,
                            std::uint32_t snapshotsPerEstimate);
 

@@ -9,16 +9,16 @@
 
 namespace flightpath {
 
-/// What the solver of a signal space is tuned by. The defaults are the best of those that
+/// The tuning of a signal space's solver. The defaults are the best of those that
 /// bench/tuning_bench.cpp compares (ValueTolerance, FirstWidth, RoughFactor).
 ///
-/// valueTolerance  an eigenvalue that only the criterion looks at is good when C v - theta v is this
-///                 much of theta: its error is the square of that
-/// firstWidth      of the block that the iteration starts with
+/// valueTolerance  an eigenvalue that only the criterion looks at is good when C v - theta v is at
+///                 most this part of theta: its error is the square of that
+/// firstWidth      width of the block that the iteration starts with
 /// roughOrder      from this order on the factorisation, the one step that takes the cube of it, is
 ///                 tried in single precision first: half the time, and precise enough to say when the
 ///                 count search may stop, as long as the pivots stay clear of single-precision rounding
-/// roughPivot      which they do above the largest diagonal element times this
+/// roughPivot      the least such pivot, as a part of the largest diagonal element
 /// roughSlack      how far off the logarithm of the determinant may then be, in orders: what a step of
 ///                 the penalty is worth
 struct SignalSpaceTuning {
@@ -40,7 +40,7 @@ class SignalSpace {
   /// snapshots  how many rows the covariance is the mean of
   SignalSpace(int order, int rank, int snapshots, const SignalSpaceTuning& tuning = {});
 
-  /// Counts the signals and solves their eigenpairs. The matrix must outlive the questions for them.
+  /// Counts the signals and solves their eigenpairs. The matrix must outlive their use.
   int count(std::span<const double> matrix);
 
   /// Solves the leading eigenpairs, `wanted` of them or as many as there are; returns how many.

@@ -6,8 +6,8 @@
 /// LAPACK for large ones.
 ///
 /// At the size of a 64-subcarrier measurement a call into BLAS costs as much as its work, and most of
-/// its routines take a process-wide lock for their buffers, at which the threads of a Ranger would
-/// meet. Matrices are column-major without gaps.
+/// its routines take a process-wide lock for their buffers, for which the threads of a Ranger would
+/// queue. Matrices are column-major without gaps.
 namespace flightpath {
 
 /// The sum of a(i) b(i).

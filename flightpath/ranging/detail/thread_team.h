@@ -9,7 +9,7 @@
 namespace flightpath {
 
 /// A fixed number of threads that do one task together: each calls it once with its own number. The
-/// caller is number 0, the others wait between tasks. The others block every signal: none that is sent to
+/// caller is number 0, the others wait between tasks. The others block every signal: none sent to
 /// the process is delivered to them.
 class ThreadTeam {
  public:

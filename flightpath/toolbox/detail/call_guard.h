@@ -7,9 +7,9 @@ namespace flightpath {
 /// How OpenBLAS was built, as `openblas_get_parallel` says.
 ///
 /// Only the build with threads of its own may be called from several threads at once. The serial one has
-/// no lock around its work space, and calls that meet get wrong numbers; the OpenMP one neither, and
-/// keeps its count of threads for each calling thread. A program may meet another build than the one that it
-/// was linked with: distributions let an administrator exchange the library.
+/// no lock around its work space, and concurrent calls get wrong numbers; nor does the OpenMP
+/// one, which also keeps a thread count per calling thread. A program may meet a build other than
+/// that which it was linked with: distributions let an administrator exchange the library.
 enum OpenBLASBuild { serialOpenBLAS = 0, threadedOpenBLAS = 1, openMPOpenBLAS = 2 };
 
 /// Whether calls have to take turns. An answer that is not known counts as unsafe.
