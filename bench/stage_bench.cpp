@@ -85,8 +85,8 @@ void BM_StagePeaks(benchmark::State& state) {
   coder::array<float, 1> heights;
   coder::array<double, 1> positions;
   for ([[maybe_unused]] auto _ : state) {
-    coder::findpeaks(given.spectrum, given.numSignals, flightpath::peakThreshold(given.spectrum),
-                     heights, positions);
+    coder::findpeaks(given.spectrum, given.numSignals,
+                     flightpath::spectrumThreshold(given.spectrum), heights, positions);
   }
 }
 

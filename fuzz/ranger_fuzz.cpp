@@ -191,6 +191,7 @@ bool isAllowed(const RangingOptions& options, std::uint32_t N) {
   const float coarse_m = 299792458.0F / (static_cast<float>(N) * spacing) / 30.0F;
   return N >= 1 && N <= 65535 && options.SubcarrierSpacing > 0.0 &&
          std::isfinite(options.SubcarrierSpacing) && options.Threads <= 1024 &&
+         std::isfinite(1.0F / spacing * 299792458.0F) &&
          std::isnormal(fuzz::toNormalisedFrequency(coarse_m, spacing)) &&
          std::isnormal(fuzz::toNormalisedFrequency(coarse_m / 50.0F, spacing));
 }

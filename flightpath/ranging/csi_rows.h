@@ -39,10 +39,6 @@ class CsiRows {
   enum class Precision { Single, Double };
 
   template <class Sample, class = std::enable_if_t<isSample<Sample>>>
-  CsiRows(const Sample* samples, std::size_t numSamples)
-      : CsiRows(samples, numSamples, numSamples) {}
-
-  template <class Sample, class = std::enable_if_t<isSample<Sample>>>
   CsiRows(const Sample* samples, std::size_t numSamples, std::size_t samplesPerRow,
           std::size_t rowStride = 0)
       : data_(samples),
@@ -52,14 +48,24 @@ class CsiRows {
         samplesPerRow_(samplesPerRow),
         rowStride_(rowStride == 0 ? samplesPerRow : rowStride) {}
 
-  /// From a container with `data()` and `size()`: a vector, an array, a span.
+  /// From a container with `data()` and `size()`, a vector, a std::array, a span: all of it one
+  /// measurement, or rows.
   template <class Container, class = std::enable_if_t<isSample<SampleOf<Container>>>>
   CsiRows(const Container& samples)  // NOLINT(google-explicit-constructor): a view of it
-      : CsiRows(samples.data(), samples.size()) {}
+      : CsiRows(samples.data(), samples.size(), samples.size()) {}
 
   template <class Container, class = std::enable_if_t<isSample<SampleOf<Container>>>>
   CsiRows(const Container& samples, std::size_t samplesPerRow, std::size_t rowStride = 0)
       : CsiRows(samples.data(), samples.size(), samplesPerRow, rowStride) {}
+
+  /// From an array, in the same way.
+  template <class Sample, std::size_t n, class = std::enable_if_t<isSample<Sample>>>
+  CsiRows(const Sample (&samples)[n])  // NOLINT(google-explicit-constructor): a view of it
+      : CsiRows(&samples[0], n, n) {}
+
+  template <class Sample, std::size_t n, class = std::enable_if_t<isSample<Sample>>>
+  CsiRows(const Sample (&samples)[n], std::size_t samplesPerRow, std::size_t rowStride = 0)
+      : CsiRows(&samples[0], n, samplesPerRow, rowStride) {}
 
   /// The samples as pairs of parts, real part first, of float or of double.
   const void* data() const { return data_; }
@@ -69,11 +75,11 @@ class CsiRows {
   std::size_t rowStride() const { return rowStride_; }
 
  private:
-  const void* data_;
-  Precision precision_;
-  std::size_t numSamples_;
-  std::size_t samplesPerRow_;
-  std::size_t rowStride_;
+  const void* data_ = nullptr;
+  Precision precision_ = Precision::Single;
+  std::size_t numSamples_ = 0;
+  std::size_t samplesPerRow_ = 0;
+  std::size_t rowStride_ = 0;
 };
 
 }  // namespace flightpath

@@ -18,8 +18,8 @@ struct Path {
 
 /// How an estimate ended, and thus why it may have no path.
 enum class Outcome : std::uint8_t {
-  Found,                  // at least one path
-  NoSignal,               // no signal stands out of the noise, or none was asked for
+  Found,     // at least one path; forced on nothing but zeros it is at 0, on one sample NaN
+  NoSignal,  // no signal stands out of the noise, or none was asked for
   NothingAboveThreshold,  // signals were counted, but no peak of their spectrum passed its threshold
   BadSamples,             // a sample is NaN or infinite
 };

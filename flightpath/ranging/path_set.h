@@ -80,7 +80,7 @@ class Estimate {
   PathSetIterator<Path, pathOf> begin() const { return {*set_, first_}; }
   PathSetIterator<Path, pathOf> end() const { return {*set_, last_}; }
 
-  const EstimateInfo& info() const { return info_; }
+  EstimateInfo info() const { return info_; }
 
  private:
   friend class PathSet;
@@ -131,19 +131,25 @@ class PathSet {
   /// False where the call was stopped: there are answers for the first size() estimates only.
   bool complete() const { return complete_; }
 
-  const RangingContext& context() const { return context_; }
+  RangingContext context() const { return context_; }
 
   /// size() + 1 positions, the first one 0. Empty before the first estimate.
-  Span<const std::size_t> offsets() const { return column(offsets_); }
+  Span<const std::size_t> offsets() const& { return column(offsets_); }
+  Span<const std::size_t> offsets() const&& = delete;
 
   /// One value per path, as in `Path`.
-  Span<const double> distances_m() const { return column(distances_m_); }
-  Span<const double> delays_s() const { return column(delays_s_); }
-  Span<const float> peaks_dB() const { return column(peaks_dB_); }
+  Span<const double> distances_m() const& { return column(distances_m_); }
+  Span<const double> distances_m() const&& = delete;
+  Span<const double> delays_s() const& { return column(delays_s_); }
+  Span<const double> delays_s() const&& = delete;
+  Span<const float> peaks_dB() const& { return column(peaks_dB_); }
+  Span<const float> peaks_dB() const&& = delete;
 
   /// One value per estimate, as in `EstimateInfo`.
-  Span<const std::int32_t> numSignals() const { return column(numSignals_); }
-  Span<const Outcome> outcomes() const { return column(outcomes_); }
+  Span<const std::int32_t> numSignals() const& { return column(numSignals_); }
+  Span<const std::int32_t> numSignals() const&& = delete;
+  Span<const Outcome> outcomes() const& { return column(outcomes_); }
+  Span<const Outcome> outcomes() const&& = delete;
 
  private:
   friend class Ranger;  // which fills it

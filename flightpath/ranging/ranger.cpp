@@ -82,7 +82,7 @@ class Ranger::Batch {
  private:
   /// What one estimate found, beside its paths.
   struct Finding {
-    std::size_t numPaths;
+    std::size_t numPaths = 0;
     EstimateInfo info;
   };
 
@@ -165,8 +165,14 @@ void Ranger::estimate(CsiRows rows, PathSet& out, const Progress& progress) {
     out = {};
     throw std::logic_error("Ranger::estimate: this Ranger was moved from");
   }
-  const DefaultFloatEnvironment environment;
-  batch_->estimate(rows, out, progress);
+  DefaultFloatEnvironment environment;
+  Progress inTheCallersModes;
+  if (progress) {
+    inTheCallersModes = [&](std::size_t done, std::size_t total) {
+      return environment.callBack([&] { return progress(done, total); });
+    };
+  }
+  batch_->estimate(rows, out, inTheCallersModes);
 }
 
 }  // namespace flightpath

@@ -44,10 +44,10 @@ namespace flightpath {
 ///
 /// Sets the BLAS library to one thread, process-wide, on every call, as `MUSIC::estimateToF` does.
 ///
-/// A Ranger keeps its plans, work space and threads; after the first call of a size, `estimate` into
-/// a reused PathSet allocates nothing on one thread. The work space, made at construction, takes
-/// about 7 N^2 bytes per thread for large N, and 16 N^2 where rows share an estimate. Only one
-/// thread at a time may use a Ranger.
+/// A Ranger keeps its plans, work space and threads: on one thread `estimate` into a reused PathSet
+/// allocates nothing once both have held as many estimates and paths. The work space, made at
+/// construction, takes about 7 N^2 bytes per thread for large N, and 16 N^2 + 16 N S where rows share
+/// an estimate. Only one thread at a time may use a Ranger.
 ///
 /// Source: the method as in `MUSIC::estimateToF`; several snapshots after M. Wax and T. Kailath,
 /// Detection of signals by information theoretic criteria, IEEE Trans. Acoust., Speech, Signal
@@ -70,7 +70,8 @@ class FLIGHTPATH_API Ranger {
   /// rows      rows of N samples, S per estimate
   /// progress  called from the calling thread between estimates, at most every 50 ms and never for
   ///           batches that take less; where it returns false, the answers are those of the estimates
-  ///           finished by then, and say so (`PathSet::complete`)
+  ///           finished by then, and say so (`PathSet::complete`). It uses neither this Ranger nor
+  ///           the PathSet that is being filled
   ///
   /// Errors: std::invalid_argument where the rows are not N samples long, are incomplete, are null,
   /// or are no multiple of S; std::logic_error for a Ranger that was moved from; std::bad_alloc;

@@ -100,7 +100,7 @@ TEST(HostModes, AreLeftAsTheyWereFoundWhereACallThrows) {
     EXPECT_THROW(estimateWithoutCoarseStep(x), std::length_error);
     EXPECT_THROW(Ranger(0, support::rangingOptions(-1, 1)), std::invalid_argument);
     Ranger ranger(30, support::rangingOptions(-1, 3));
-    EXPECT_THROW(ranger.estimate({static_cast<const creal32_T*>(nullptr), 30}),
+    EXPECT_THROW(ranger.estimate({static_cast<const creal32_T*>(nullptr), 30, 30}),
                  std::invalid_argument);
     EXPECT_TRUE(sameControls(floatUnits(), before));
   }

@@ -76,7 +76,7 @@ TEST(PeakThreshold, IsMeanPlusSampleDeviation) {
       {{1.0F, rtNaNF, 2.0F}, rtNaN, "NaN"},
   };
   for (const Row& row : rows) {
-    const float threshold = flightpath::peakThreshold(column(row.y));
+    const float threshold = flightpath::spectrumThreshold(column(row.y));
     if (std::isnan(row.expected)) {
       EXPECT_TRUE(std::isnan(threshold)) << row.why << ": " << threshold;
     } else {
@@ -90,7 +90,7 @@ TEST(PeakThreshold, TakesOneNormOfTwoValuesAndMore) {
     array<float, 1> y;
     y.set_size(n);
     const int before = support::callCounts().norms;
-    flightpath::peakThreshold(y);
+    flightpath::spectrumThreshold(y);
     EXPECT_EQ(support::callCounts().norms - before, n >= 2 ? 1 : 0) << n;
   }
 }
@@ -173,7 +173,7 @@ TEST(CoarseFrequencies, ExactZeroOnTheGrid_NaNThresholdKeepsTheInfinitePeakOnly)
   evaluatePseudoSpectrumFFT(&obj, U, spectrum, axis, energies, 64.0F);
   flightpath::toDecibels(spectrum);
   EXPECT_EQ(spectrum[32], rtInfF);
-  EXPECT_TRUE(std::isnan(flightpath::peakThreshold(spectrum)));
+  EXPECT_TRUE(std::isnan(flightpath::spectrumThreshold(spectrum)));
   U = path;
   EXPECT_TRUE(sameBits(search(U, 5.0F, 0x1p-6F), column({0.0F})));
 }

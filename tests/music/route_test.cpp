@@ -1,8 +1,9 @@
+#include "flightpath/music/detail/route.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "flightpath/music/detail/frequency_estimation.h"
 #include "flightpath/runtime/nonfinite.h"
 
 using flightpath::Route;

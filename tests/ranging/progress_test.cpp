@@ -75,11 +75,17 @@ TEST(ProgressPacer, SlicesGrowWhereTheyAreQuickAndEndWithTheBatch) {
             (std::vector<std::size_t>{3, 6, 12, 24, 48, 7}));
 }
 
-TEST(ProgressPacer, SlicesShrinkWhereTheyAreSlow_NeverBelowOne) {
+TEST(ProgressPacer, SlicesShrinkWhereTheyAreSlow) {
   const Progress always = [](std::size_t, std::size_t) { return true; };
-  ProgressPacer pacer(always, 9, 4);
-  EXPECT_EQ(slicesTaken(pacer, std::chrono::milliseconds(30)),
-            (std::vector<std::size_t>{4, 2, 1, 1, 1}));
+  ProgressPacer pacer(always, 20, 2);
+  std::vector<std::size_t> slices;
+  for (bool goOn = true; goOn;) {
+    slices.push_back(pacer.nextSlice());
+    // The first two are quick, the others slow.
+    std::this_thread::sleep_for(std::chrono::milliseconds(slices.size() < 3 ? 0 : 30));
+    goOn = pacer.finish(slices.back());
+  }
+  EXPECT_EQ(slices, (std::vector<std::size_t>{2, 4, 8, 4, 2}));
 }
 
 TEST(Progress, IsToldFromTheCallersThread_AtMostEvery50ms_AscendingAndNeverOfTheEnd) {
@@ -131,7 +137,7 @@ TEST(Progress, AfterAStopWhatWasFinishedIsThereAndSaysSo) {
 TEST(Progress, WhatItThrowsReachesTheCaller_AndTheRangerWorksOn) {
   const Samples batch = longBatch(3000);
   Ranger ranger(N, options({}, 2));
-  PathSet out = ranger.estimate({batch.data(), N});
+  PathSet out = ranger.estimate({batch.data(), N, N});
   EXPECT_THROW(ranger.estimate(
                    {batch, N}, out,
                    [](std::size_t, std::size_t) -> bool { throw std::runtime_error("no more"); }),
@@ -144,7 +150,7 @@ TEST(Progress, IsNotToldOfAShortBatch) {
   const Samples batch = longBatch(8);
   int calls = 0;
   Ranger ranger(N, options());
-  ranger.estimate({batch.data(), N}, [&](std::size_t, std::size_t) {
+  ranger.estimate({batch.data(), N, N}, [&](std::size_t, std::size_t) {
     ++calls;
     return true;
   });

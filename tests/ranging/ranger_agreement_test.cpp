@@ -111,7 +111,7 @@ TEST(RangerBesideTheDenseRoute, AgreesOnRealSamples) {
     for (creal32_T& sample : x) {
       sample.re += static_cast<float>(noise(random));
     }
-    const int found = estimateAlone(x, options()).numSignals()[0];
+    const int found = support::columnsOf(estimateAlone(x, options())).numSignals[0];
     const int expected = dense(x, spacing_Hz).numSignals;
     sameCount += found == expected ? 1 : 0;
     EXPECT_NEAR(found, expected, 1) << numTones << " real tones";

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <complex>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -50,6 +52,25 @@ std::vector<creal32_T> mixedBatch(int N) {
   return batch;
 }
 
+std::vector<creal32_T> rowsOf(int N, int rows) {
+  std::mt19937_64 random(78);
+  std::vector<creal32_T> all;
+  for (int row = 0; row < rows; ++row) {
+    const std::vector<creal32_T> x = simulateChannel(
+        {{60e-9, 1.0, 0.9 * row}, {410e-9, 0.8, 2.1 * row}, {900e-9, 0.7, 0.3 * row}},
+        {N, spacing_Hz, row % 5 == 4 ? 150.0 : 25.0}, random);
+    all.insert(all.end(), x.begin(), x.end());
+  }
+  return all;
+}
+
+flightpath::RangingOptions withSnapshots(std::uint32_t snapshots) {
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = spacing_Hz;
+  options.SnapshotsPerEstimate = snapshots;
+  return options;
+}
+
 }  // namespace
 
 // EXACT: the counter counts, or the zero of the next test would say nothing.
@@ -81,6 +102,33 @@ TEST(RangerAllocation, TheSecondCallIntoTheSamePathSetMakesNone) {
       const int beforePart = allocations;
       ranger.estimate(half, out);
       EXPECT_EQ(allocations - beforePart, 0) << "half of it, N " << N << ", forced " << forced;
+    }
+  }
+}
+
+// EXACT: also where estimates share snapshots, where BLAS and LAPACK work, in double precision, and
+// with a progress callback. 520 subcarriers have the rough factorisation.
+TEST(RangerAllocation, NoneOnAnyWayThroughTheEstimator) {
+  for (const int N : {64, 200, 520}) {
+    for (const std::uint32_t S : {1U, 2U, 3U}) {
+      const std::vector<creal32_T> single = rowsOf(N, 6);
+      std::vector<std::complex<double>> twice;
+      for (const creal32_T z : single) {
+        twice.emplace_back(static_cast<double>(z.re), static_cast<double>(z.im));
+      }
+      const flightpath::CsiRows ofSingle(single, static_cast<std::size_t>(N));
+      const flightpath::CsiRows ofDouble(twice, static_cast<std::size_t>(N));
+      const flightpath::Progress progress = [](std::size_t, std::size_t) { return true; };
+      flightpath::Ranger ranger(static_cast<std::uint32_t>(N), withSnapshots(S));
+      flightpath::PathSet out;
+      ranger.estimate(ofSingle, out);
+      const int before = allocations;
+      ranger.estimate(ofSingle, out);
+      EXPECT_EQ(allocations - before, 0) << N << ", " << S << " snapshots";
+      ranger.estimate(ofDouble, out);
+      EXPECT_EQ(allocations - before, 0) << N << ", " << S << " snapshots, double precision";
+      ranger.estimate(ofSingle, out, progress);
+      EXPECT_EQ(allocations - before, 0) << N << ", " << S << " snapshots, with progress";
     }
   }
 }

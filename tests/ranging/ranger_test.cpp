@@ -228,7 +228,7 @@ TEST(Ranger, RowsThatAreNotItsOwnAreRefusedInWordsAndItStaysUsable) {
       {ranger, {null, 64, 64}, "the samples are null"},
       {ranger, {many, 56}, "rows of 56 samples, but this Ranger is for 64 subcarriers"},
       {ranger, many, "rows of 3584 samples, but this Ranger is for 64 subcarriers"},
-      {ranger, {many.data(), 0}, "rows of 0 samples, but this Ranger is for 64 subcarriers"},
+      {ranger, {many.data(), 0, 0}, "rows of 0 samples, but this Ranger is for 64 subcarriers"},
       {ranger, {many.data(), 130, 64}, "130 samples are no whole number of rows of 64"},
       {ranger, {many.data(), 63, 64}, "63 samples are no whole number of rows of 64"},
       {ranger, {many.data(), 200, 64, 100}, ""},
@@ -290,7 +290,8 @@ TEST(Ranger, ForcedCountsAreReportedAndBoundThePaths) {
       EXPECT_LE(found.distances_m().size(), static_cast<std::size_t>(forced));
     }
   }
-  EXPECT_EQ(estimateAlone(x, options(3)).distances_m().size(), 3U);
+  const PathSet three = estimateAlone(x, options(3));
+  EXPECT_EQ(three.distances_m().size(), 3U);
 }
 
 // BOUND: noise-free, the mean phase slope has the rounding of N single-precision phase steps, far

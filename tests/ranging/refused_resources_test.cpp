@@ -16,6 +16,7 @@
 
 #include "flightpath/ranging/detail/thread_team.h"
 #include "flightpath/ranging/ranger.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 
 /// What a Ranger does where the system refuses it a plan or a thread.
@@ -98,7 +99,7 @@ TEST(RefusedPlan, IsBadAlloc_TheNextRangerWorks) {
   planRefused = true;
   EXPECT_THROW(support::estimateAlone(x, support::options()), std::bad_alloc);
   planRefused = false;
-  EXPECT_EQ(support::estimateAlone(x, support::options()).numSignals()[0], 1);
+  EXPECT_EQ(support::columnsOf(support::estimateAlone(x, support::options())).numSignals[0], 1);
 }
 
 TEST(RefusedThread, IsAnError_ThoseThatRanHaveEnded) {

@@ -10,6 +10,7 @@
 #include "flightpath/ranging/detail/real_gram.h"
 #include "simulated_channel.h"
 #include "tests/ranging/full_decomposition.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 
 /// From order 256 on the Ranger's determinant is tried in single precision before double.
@@ -39,7 +40,7 @@ Samples measure(int numPaths, double snr_dB, std::uint64_t seed) {
 }
 
 int countOf(const Samples& x) {
-  return support::estimateAlone(x, support::options()).numSignals()[0];
+  return support::columnsOf(support::estimateAlone(x, support::options())).numSignals[0];
 }
 
 }  // namespace

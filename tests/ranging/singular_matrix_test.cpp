@@ -7,6 +7,7 @@
 
 #include "simulated_channel.h"
 #include "tests/ranging/full_decomposition.h"
+#include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 
 using support::allEigenvalues;
@@ -41,7 +42,7 @@ TEST(SingularMatrix, EigenvaluesOfRoundingCountAsTheRoundingOfTheSamples) {
     const std::vector<double> eigenvalues = allEigenvalues(x);
     ASSERT_GT(eigenvalues.back(), 0.0) << "the case is none";
     ASSERT_NE(countByAll(raised(eigenvalues)), countByAll(eigenvalues)) << "the case is none";
-    EXPECT_EQ(support::estimateAlone(x, support::options()).numSignals()[0],
+    EXPECT_EQ(support::columnsOf(support::estimateAlone(x, support::options())).numSignals[0],
               countByAll(raised(eigenvalues)))
         << seed;
   }

@@ -172,7 +172,8 @@ TEST(Snapshots, EightFindAt10dBWhatOneDoesNot) {
       allFound = std::fabs(found[0][k].Delay_s - threePaths[k].delay_s) < 0.5 * cell_s;
     }
     right += allFound ? 1 : 0;
-    rightAlone += one.estimate({rows.data(), 64}).numSignals()[0] == 3 ? 1 : 0;
+    const PathSet alone = one.estimate({rows.data(), 64, 64});
+    rightAlone += alone.numSignals()[0] == 3 ? 1 : 0;
   }
   EXPECT_GE(right, 0.99 * trials);
   EXPECT_LE(rightAlone, 0.05 * trials);
@@ -196,7 +197,7 @@ TEST(Snapshots, TheClosedFormAveragesTheRows) {
     ASSERT_EQ(found[0].size(), 1U);
     EXPECT_EQ(found[0][0].Peak_dB, 1.0F);
     squares += std::pow(found[0][0].Delay_s - delay_s, 2);
-    const PathSet alone = each.estimate({rows.data(), 64});
+    const PathSet alone = each.estimate({rows.data(), 64, 64});
     squaresOfEach += std::pow(alone[0][0].Delay_s - delay_s, 2);
   }
   EXPECT_LT(std::sqrt(squares), 0.5 * std::sqrt(squaresOfEach));

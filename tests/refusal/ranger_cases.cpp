@@ -74,7 +74,7 @@ std::unique_ptr<Scenario> estimating(RangingOptions how) {
 std::unique_ptr<Scenario> estimatingAgain(RangingOptions how) {
   const Samples x = batch();
   Working used = {Ranger(N, how)};
-  used.ranger.estimate({x.data() + std::size_t{4} * N, N}, used.answers);
+  used.ranger.estimate({x.data() + std::size_t{4} * N, N, N}, used.answers);
   return changing(x, std::move(used), [](const Samples& all, Working& w) {
     w.ranger.estimate({all, N}, w.answers);
   });
@@ -112,7 +112,7 @@ const Case rangerCases[] = {
     {"estimate of a null pointer",
      [] {
        return changing(Nothing(), Working{Ranger(N, options())}, [](auto&, Working& w) {
-         w.ranger.estimate({static_cast<const creal32_T*>(nullptr), N}, w.answers);
+         w.ranger.estimate({static_cast<const creal32_T*>(nullptr), N, N}, w.answers);
        });
      },
      Outcome::InvalidArgument},
@@ -122,7 +122,7 @@ const Case rangerCases[] = {
        const Ranger taken = std::move(w.ranger);
        return changing(Nothing(), std::move(w), [](auto&, Working& empty) {
          const creal32_T sample = {};
-         empty.ranger.estimate({&sample, 1}, empty.answers);
+         empty.ranger.estimate({&sample, 1, 1}, empty.answers);
        });
      },
      Outcome::LogicError, true},

@@ -17,7 +17,7 @@ TEST(RefusedRealPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
   constexpr int threads = 4;
   const support::Samples x(24, {1.0F, 0.5F});
   const std::vector<double> expected =
-      support::toVector(support::estimateAlone(x, support::options()).distances_m());
+      support::columnsOf(support::estimateAlone(x, support::options())).distances_m;
   for (int k = 1; k <= threads; ++k) {
     const long blocks = liveBlocks();
     const int plans = livePlans();

@@ -229,7 +229,7 @@ TEST(SolverMemory, IsNotAskedForByTheRanger) {
     flightpath::Ranger ranger(numSamples, how);
     const Samples x = samples();
     const RefusingSolverMemory refusing(1);
-    ranger.estimate({x.data, static_cast<std::size_t>(x.numel)});
+    ranger.estimate({x.data, numSamples, numSamples});
     EXPECT_EQ(RefusingSolverMemory::requests(), 0);
   }
 }

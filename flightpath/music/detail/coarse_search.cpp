@@ -41,10 +41,10 @@ void toDecibels(array<float, 1>& spectrum) {
   std::ranges::transform(spectrum, spectrum.begin(), [](float v) { return 20.0F * ::log10f(v); });
 }
 
-float peakThreshold(const array<float, 1>& spectrum) {
+float spectrumThreshold(const array<float, 1>& spectrum) {
   const float mean =
       coder::blockedSummation(spectrum, spectrum.numel) / static_cast<float>(spectrum.numel);
-  return flightpath::peakThreshold(mean, standardDeviation(spectrum, mean));
+  return peakThreshold(mean, standardDeviation(spectrum, mean));
 }
 
 void coarseFrequencies(MUSICLib* obj, array<creal32_T, 2>& signalSubspace, float numSignals,
@@ -57,7 +57,7 @@ void coarseFrequencies(MUSICLib* obj, array<creal32_T, 2>& signalSubspace, float
   toDecibels(work);
   array<float, 1> heights;
   array<double, 1> positions;
-  coder::findpeaks(work, numSignals, peakThreshold(work), heights, positions);
+  coder::findpeaks(work, numSignals, spectrumThreshold(work), heights, positions);
   frequencies.set_size(positions.numel);
   std::ranges::transform(positions, frequencies.begin(), [&](double position) {
     return axis[static_cast<std::int32_t>(position) - 1];

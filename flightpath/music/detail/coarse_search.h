@@ -12,7 +12,7 @@ void toDecibels(coder::array<float, 1>& spectrum);
 
 /// What a coarse peak has to pass: mean plus one standard deviation (n - 1 in its denominator) of
 /// the spectrum. NaN for an empty spectrum or one with a non-finite value.
-float peakThreshold(const coder::array<float, 1>& spectrum);
+float spectrumThreshold(const coder::array<float, 1>& spectrum);
 
 /// Normalised frequencies of the coarse peaks, ascending: at most numSignals, the leftmost ones
 /// above the threshold in the FFT pseudo-spectrum of the signal subspace.

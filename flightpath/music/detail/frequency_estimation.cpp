@@ -5,9 +5,9 @@
 
 #include "flightpath/music/detail/coarse_search.h"
 #include "flightpath/music/detail/fine_search.h"
+#include "flightpath/music/detail/route.h"
 #include "flightpath/music/detail/subspaces.h"
 #include "flightpath/music/signal_count.h"
-#include "flightpath/rules/one_path_route.h"
 #include "flightpath/rules/phase_slope.h"
 #include "flightpath/runtime/detail/view.h"
 #include "flightpath/spectrum/detail/steering_spectrum.h"
@@ -89,19 +89,6 @@ void searchGrid(const array<creal32_T, 2>& eigenvectors, float numSignals,
 }
 
 }  // namespace
-
-Route chooseRoute(float numSignals, int M, const SearchSettings& settings) {
-  if (takesClosedForm(numSignals, settings.allowPhaseSlope && !settings.forceClassic)) {
-    return Route::PhaseSlope;
-  }
-  if (settings.grid.empty()) {
-    return Route::Fft;
-  }
-  if (settings.forceClassic || numSignals >= 0.5 * M) {
-    return Route::Classic;
-  }
-  return Route::FftOnGrid;
-}
 
 void estimateFrequencies(MUSICLib* obj, const array<creal32_T, 1>& x,
                          const SearchSettings& settings, SearchReport report) {

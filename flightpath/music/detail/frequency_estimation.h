@@ -18,11 +18,6 @@ struct SearchReport {
   coder::array<float, 1>& pseudoSpectrum;
 };
 
-enum class Route { PhaseSlope, Fft, FftOnGrid, Classic };
-
-/// How to look for numSignals signals in a space of M dimensions. A NaN count is never 1.
-Route chooseRoute(float numSignals, int M, const SearchSettings& settings);
-
 /// The normalised frequencies in x: count the signals, choose the route, search, report.
 void estimateFrequencies(MUSICLib* obj, const coder::array<creal32_T, 1>& x,
                          const SearchSettings& settings, SearchReport report);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "flightpath/api/detail/distance.h"
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/api/tof_parameters.h"
 #include "flightpath/ranging/detail/real_covariance.h"
@@ -33,7 +34,9 @@ Resolutions defaultResolutions(int N, double spacing_Hz) {
   setDefaults(static_cast<float>(N), static_cast<float>(spacing_Hz), parameters);
   b_MUSICParameters normalised;
   parameters.getMUSICParameters(normalised);
-  if (!std::isnormal(normalised.CoarseResolution) || !std::isnormal(normalised.FineResolution)) {
+  const float range_m = toDistance(1.0F, static_cast<float>(spacing_Hz));
+  if (!std::isnormal(normalised.CoarseResolution) || !std::isnormal(normalised.FineResolution) ||
+      !std::isfinite(range_m)) {
     throw std::invalid_argument("Ranger: SubcarrierSpacing leaves the range of single precision");
   }
   return {normalised.CoarseResolution, normalised.FineResolution};
@@ -99,15 +102,19 @@ EstimateInfo MeasurementRanger::reportClosedForm() {
   return {1, Outcome::Found};
 }
 
-EstimateInfo MeasurementRanger::reportSearch(int numSolved, int numSignals) {
-  if (numSolved == 0) {
-    return {numSignals, Outcome::NoSignal};
-  }
+void MeasurementRanger::handSignalsToSearch(int numSolved) {
   search_.clear();
   for (int k = 0; k < numSolved && space_.value(k) > 0.0; ++k) {
     form_->eigenvector(space_.vector(k), space_.value(k), re_, im_);
     search_.add(re_, im_);
   }
+}
+
+EstimateInfo MeasurementRanger::reportSearch(int numSolved, int numSignals) {
+  if (numSolved == 0) {
+    return {numSignals, Outcome::NoSignal};
+  }
+  handSignalsToSearch(numSolved);
   search_.search(numSignals, paths_);
   return {numSignals, paths_.empty() ? Outcome::NothingAboveThreshold : Outcome::Found};
 }

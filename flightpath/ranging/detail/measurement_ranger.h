@@ -38,6 +38,7 @@ class MeasurementRanger {
   int solveSignals();
   void sumPhaseSteps();
   EstimateInfo reportClosedForm();
+  void handSignalsToSearch(int numSolved);
   EstimateInfo reportSearch(int numSolved, int numSignals);
 
   RangingOptions options_;

@@ -41,8 +41,8 @@ double sumOf(std::span<const float> y, Term term) {
   return std::accumulate(std::begin(sums), std::end(sums), 0.0);
 }
 
-/// Mean plus one standard deviation.
-float threshold(std::span<const float> y) {
+/// The threshold of this spectrum.
+float spectrumThreshold(std::span<const float> y) {
   const auto n = static_cast<double>(y.size());
   const double mean = sumOf(y, [](float v) { return double{v}; }) / n;
   const double squares = sumOf(y, [mean](float v) { return (v - mean) * (v - mean); });
@@ -68,10 +68,10 @@ PathSearch::~PathSearch() { fftw::destroy(plan_); }
 
 void PathSearch::search(int maxPaths, std::vector<FoundPath>& paths) {
   evaluateCoarse();
-  leftmostPeaks(spectrum_, static_cast<float>(maxPaths), threshold(elements(spectrum_)), peakWork_,
-                heights_, positions_);
+  leftmostPeaks(spectrum_, static_cast<float>(maxPaths), spectrumThreshold(elements(spectrum_)),
+                peakWork_, heights_, positions_);
   for (const double position : positions_) {
-    paths.push_back(refine(axis_[static_cast<int>(position) - 1]));
+    paths.push_back(bestOnFineGrid(axis_[static_cast<int>(position) - 1]));
   }
 }
 
@@ -92,7 +92,7 @@ void PathSearch::evaluateCoarse() {
 }
 
 /// The best of the fine grid around a coarse peak: the first candidate of the smallest noise energy.
-FoundPath PathSearch::refine(float coarse) {
+FoundPath PathSearch::bestOnFineGrid(float coarse) {
   const std::span<const double> noiseEnergy = polynomial_.noiseEnergy(coarse);
   const auto best = std::ranges::min_element(noiseEnergy);
   const double least = std::numeric_limits<double>::epsilon() * L_;

@@ -42,7 +42,7 @@ class PathSearch {
 
  private:
   void evaluateCoarse();
-  FoundPath refine(float coarse);
+  FoundPath bestOnFineGrid(float coarse);
 
   int L_;
   std::vector<float> offsets_;  // of the fine grid around a coarse peak

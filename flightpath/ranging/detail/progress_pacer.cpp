@@ -4,8 +4,11 @@
 
 namespace flightpath {
 
-ProgressPacer::ProgressPacer(const Progress& progress, std::size_t total, std::size_t firstSlice)
-    : progress_(progress), total_(total), slice_(progress ? firstSlice : total) {}
+ProgressPacer::ProgressPacer(const Progress& progress, std::size_t total, std::size_t leastSlice)
+    : progress_(progress),
+      total_(total),
+      leastSlice_(leastSlice),
+      slice_(progress ? leastSlice : total) {}
 
 std::size_t ProgressPacer::nextSlice() const { return std::min(slice_, total_ - done_); }
 
@@ -19,14 +22,15 @@ bool ProgressPacer::finish(std::size_t slice) {
   if (took < interval / 4) {
     slice_ *= 2;
   } else if (took > interval / 2) {
-    slice_ = std::max<std::size_t>(slice_ / 2, 1);
+    slice_ = std::max(slice_ / 2, leastSlice_);
   }
   sliceBegan_ = now;
   if (now - reported_ < interval) {
     return true;
   }
-  reported_ = now;
-  return progress_(done_, total_);
+  const bool goOn = progress_(done_, total_);
+  reported_ = sliceBegan_ = Clock::now();  // the callback's own time is nobody's slice
+  return goOn;
 }
 
 }  // namespace flightpath

@@ -18,8 +18,8 @@ class ProgressPacer {
   static constexpr std::chrono::milliseconds interval{50};
 
   /// progress   must outlive this object
-  /// firstSlice estimates in the first slice, at least 1
-  ProgressPacer(const Progress& progress, std::size_t total, std::size_t firstSlice);
+  /// leastSlice  estimates in the first slice and in the smallest, at least 1: as many as work at once
+  ProgressPacer(const Progress& progress, std::size_t total, std::size_t leastSlice);
 
   /// How many of the estimates that are left to take next.
   std::size_t nextSlice() const;
@@ -34,6 +34,7 @@ class ProgressPacer {
 
   const Progress& progress_;
   std::size_t total_;
+  std::size_t leastSlice_;
   std::size_t slice_;
   std::size_t done_ = 0;
   Clock::time_point sliceBegan_ = Clock::now();

@@ -81,6 +81,7 @@ void RealCovariance::diagonalOfProducts(const SampleBlock& samples, int offset) 
 /// from the other end.
 void RealCovariance::diagonalOfCovariance(int offset) {
   const int n = L_ - offset;
+  const auto K = static_cast<std::size_t>(K_);
   const auto sumOfWindows = [&](const std::vector<double>& G, std::vector<double>& F) {
     double sum = 0.0;
     for (int k = 0; k < K_; ++k) {
@@ -89,7 +90,7 @@ void RealCovariance::diagonalOfCovariance(int offset) {
     for (int i = 0; i < n; ++i) {
       F[static_cast<std::size_t>(i)] = sum;
       if (i + 1 < n) {
-        sum += G[static_cast<std::size_t>(i + K_)] - G[static_cast<std::size_t>(i)];
+        sum += G[static_cast<std::size_t>(i) + K] - G[static_cast<std::size_t>(i)];
       }
     }
     for (int front = 0, back = n - 1; front <= back; ++front, --back) {

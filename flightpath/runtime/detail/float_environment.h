@@ -17,6 +17,17 @@ class DefaultFloatEnvironment {
     std::fesetenv(FE_DFL_ENV);
   }
   ~DefaultFloatEnvironment() { std::fesetenv(&callers_); }
+
+  /// Calls back to the caller, in the caller's modes: what it sets there is the caller's again at the end.
+  template <class Call>
+  auto callBack(Call call) {
+    std::fesetenv(&callers_);
+    const auto answer = call();
+    std::fegetenv(&callers_);
+    std::fesetenv(FE_DFL_ENV);
+    return answer;
+  }
+
   DefaultFloatEnvironment(const DefaultFloatEnvironment&) = delete;
   DefaultFloatEnvironment& operator=(const DefaultFloatEnvironment&) = delete;
 

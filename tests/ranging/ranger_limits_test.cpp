@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/call_counter.h"
+#include "tests/support/columns.h"
+#include "tests/support/ranging.h"
+
+using flightpath::PathSet;
+using flightpath::Ranger;
+using flightpath::RangingOptions;
+using support::options;
+using support::Samples;
+
+// EXACT: whatever a host has set BLAS to since.
+TEST(Ranger, SetsBlasToOneThreadOnEveryCall) {
+  Ranger ranger(16, options());
+  const Samples x(16, {1.0F, 0.5F});
+  for (int call = 0; call < 3; ++call) {
+    support::CallLog log;
+    ranger.estimate(x);
+    const support::CallLines lines = log.take();
+    ASSERT_FALSE(lines.empty()) << call;
+    EXPECT_EQ(lines.front(), "blas threads 1") << call;
+    EXPECT_EQ(std::ranges::count(lines, "blas threads 1"), 1) << call;
+  }
+}
+
+// The largest that the headers allow.
+TEST(Ranger, TheLimitsThemselvesAreAccepted) {
+  RangingOptions how = options(65535);
+  how.SnapshotsPerEstimate = 65535;
+  EXPECT_NO_THROW(Ranger(1, how));
+  EXPECT_EQ(Ranger(1, how).estimate({Samples(65535, {1.0F, 0.0F}), 1}).size(), 1U);
+  how.SnapshotsPerEstimate = 1;
+  how.Threads = 1024;
+  EXPECT_NO_THROW(Ranger(1, how));
+}
+
+// Whatever spacing is accepted, distances are finite: within half of the unambiguous range.
+TEST(Ranger, DistancesOfTheSmallestSpacingsAreFinite) {
+  constexpr int N = 64;
+  std::vector<std::complex<float>> x;
+  for (int k = 0; k < N; ++k) {
+    x.push_back(std::polar(1.0F, -6.2831853F * 0.4F * static_cast<float>(k)));
+  }
+  int accepted = 0;
+  for (const double spacing : {1e-20, 1e-30, 1e-31, 1e-32, 1e-33}) {
+    try {
+      Ranger ranger(N, support::withSpacing(spacing));
+      ++accepted;
+      const PathSet found = ranger.estimate(x);
+      ASSERT_EQ(found[0].size(), 1U);
+      EXPECT_TRUE(std::isfinite(found[0][0].Distance_m)) << spacing;
+    } catch (const std::invalid_argument&) {
+    }
+  }
+  EXPECT_GE(accepted, 1);
+}
