@@ -15,6 +15,7 @@
 #include <random>
 #include <vector>
 
+#include "flightpath/ranging/detail/lagged_products.h"
 #include "flightpath/ranging/detail/leading_eigenpairs.h"
 #include "flightpath/ranging/detail/plain_matrices.h"
 #include "flightpath/ranging/detail/real_gram.h"
@@ -149,6 +150,27 @@ void BM_EigenLapack(benchmark::State& state) {
   }
 }
 
+// --- wider registers --------------------------------------------------------------------------------
+
+void timeLaggedProducts(benchmark::State& state, flightpath::LaggedProducts add) {
+  const std::vector<double> rows = randomMatrix(256, 6);
+  std::vector<double> re(256);
+  std::vector<double> im(256);
+  const double* const x = rows.data();
+  for ([[maybe_unused]] auto _ : state) {
+    add({x, x + 256}, {x + 512, x + 768}, 17, 256 - 17, re.data(), im.data());
+    benchmark::DoNotOptimize(re.data());
+  }
+}
+
+void BM_LaggedProductsPlain(benchmark::State& state) {
+  timeLaggedProducts(state, flightpath::addLaggedProducts);
+}
+
+void BM_LaggedProductsFastest(benchmark::State& state) {
+  timeLaggedProducts(state, flightpath::fastestLaggedProducts());
+}
+
 // --- the tuning of the signal space ------------------------------------------------------------------
 
 /// Counts the signals of some channels by one tuning, beside the count by all eigenvalues.
@@ -238,6 +260,8 @@ BENCHMARK(BM_CholeskyLapack)
     ->Arg(128);
 BENCHMARK(BM_EigenPlain)->ArgName("order")->Arg(3)->Arg(6)->Arg(12);
 BENCHMARK(BM_EigenLapack)->ArgName("order")->Arg(3)->Arg(6)->Arg(12);
+BENCHMARK(BM_LaggedProductsPlain);
+BENCHMARK(BM_LaggedProductsFastest);
 BENCHMARK(BM_ValueTolerance)
     ->ArgNames({"N", "tolerance_dB"})
     ->ArgsProduct({{64, 242, 498}, {5, 10, 15, 20, 30, 60}});

@@ -11,27 +11,8 @@ std::size_t area(int rows, int cols) {
   return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
 }
 
-/// out(i) += a(i) conj(a(i + offset)) + b(i) conj(b(i + offset)) for i < n
-///
-/// Two rows at a time, half the passes over the sums; and sums that overlap no sample, or the compiler
-/// would have to check ten pointers against each other and does not make vector code.
-void addLaggedProducts(const double* ar, const double* ai, const double* br, const double* bi,
-                       std::size_t offset, std::size_t n, double* __restrict outRe,
-                       double* __restrict outIm) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::size_t j = i + offset;
-    outRe[i] += (ar[i] * ar[j] + ai[i] * ai[j]) + (br[i] * br[j] + bi[i] * bi[j]);
-    outIm[i] += (ai[i] * ar[j] - ar[i] * ai[j]) + (bi[i] * br[j] - br[i] * bi[j]);
-  }
-}
-
-void addLaggedProducts(const double* ar, const double* ai, std::size_t offset, std::size_t n,
-                       double* __restrict outRe, double* __restrict outIm) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::size_t j = i + offset;
-    outRe[i] += ar[i] * ar[j] + ai[i] * ai[j];
-    outIm[i] += ai[i] * ar[j] - ar[i] * ai[j];
-  }
+SampleParts partsOf(const SampleBlock& samples, int row) {
+  return {samples.re(row).data(), samples.im(row).data()};
 }
 
 }  // namespace
@@ -40,6 +21,8 @@ RealCovariance::RealCovariance(int N, int L)
     : N_(N),
       L_(L),
       K_(N - L + 1),
+      addProducts_(fastestLaggedProducts()),
+      zeros_(area(N, 1)),
       Gr_(area(N, 1)),
       Gi_(area(N, 1)),
       Rr_(area(L, 1)),
@@ -60,20 +43,17 @@ void RealCovariance::form(const SampleBlock& samples) {
   assembleRealForm({Ar_, Ai_, Br_, Bi_}, h, static_cast<std::size_t>(L_), C_);
 }
 
-/// G(i, i + offset), two rows at a time.
+/// G(i, i + offset), two rows at a time; the last of an odd number of rows beside zeros.
 void RealCovariance::diagonalOfProducts(const SampleBlock& samples, int offset) {
   const auto lag = static_cast<std::size_t>(offset);
   const std::size_t n = static_cast<std::size_t>(N_) - lag;
   std::fill_n(Gr_.begin(), n, 0.0);
   std::fill_n(Gi_.begin(), n, 0.0);
-  int row = 0;
-  for (; row + 1 < samples.numRows(); row += 2) {
-    addLaggedProducts(samples.re(row).data(), samples.im(row).data(), samples.re(row + 1).data(),
-                      samples.im(row + 1).data(), lag, n, Gr_.data(), Gi_.data());
-  }
-  if (row < samples.numRows()) {
-    addLaggedProducts(samples.re(row).data(), samples.im(row).data(), lag, n, Gr_.data(),
-                      Gi_.data());
+  const SampleParts none = {zeros_.data(), zeros_.data()};
+  for (int row = 0; row < samples.numRows(); row += 2) {
+    const bool isLast = row + 1 == samples.numRows();
+    addProducts_(partsOf(samples, row), isLast ? none : partsOf(samples, row + 1), lag, n,
+                 Gr_.data(), Gi_.data());
   }
 }
 

@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "flightpath/ranging/detail/lagged_products.h"
 #include "flightpath/ranging/detail/real_form.h"
 
 namespace flightpath {
@@ -47,6 +48,8 @@ class RealCovariance final : public RealForm {
   int N_;
   int L_;
   int K_;
+  LaggedProducts addProducts_;
+  std::vector<double> zeros_;    // a row of them
   std::vector<double> Gr_, Gi_;  // a diagonal of G
   std::vector<double> Rr_, Ri_;  // the same diagonal of F, then of R
   std::vector<double> Ar_, Ai_;  // h x h row-major, columns j >= i of row i
