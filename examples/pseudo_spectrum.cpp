@@ -4,9 +4,11 @@
 
 #include <flightpath/flightpath.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <exception>
 #include <random>
 #include <vector>
 
@@ -32,8 +34,8 @@ ToFResult scan(const std::vector<creal32_T>& samples, const coder::array<float, 
   const coder::array<float, 2> absent;
   ToFEstimationParameters parameters;
   parameters.init(numSubcarriers, static_cast<float>(spacing_Hz), grid_m, absent,
-                  /*forceClassic=*/1, /*optPhaseSlope=*/1, /*measurementContinual=*/1, absent,
-                  absent);
+                  /*forceClassic=*/1, /*optPhaseSlopeForOneSignalCase=*/1,
+                  /*measurementContinual=*/1, absent, absent);
   coder::array<creal32_T, 1> x;
   x.set_size(numSubcarriers);
   std::copy(samples.begin(), samples.end(), x.data);
@@ -54,11 +56,9 @@ double impulseResponse_dB(const std::vector<creal32_T>& samples, double distance
   return 20.0 * std::log10(std::abs(sum) / numSubcarriers);
 }
 
-}  // namespace
-
-int main() {
+void printTable() {
   const std::vector<SimulatedPath> paths = {
-      {40e-9, 1.0, 0.0}, {75e-9, 0.8, 2.2}, {150e-9, 0.5, 4.0}};
+      {40e-9, 1.0, 0.0}, {80e-9, 0.8, 1.2}, {150e-9, 0.5, 4.0}};
   std::mt19937_64 random(1);
   const auto samples = simulateChannel(paths, {numSubcarriers, spacing_Hz, 30.0}, random);
 
@@ -80,4 +80,16 @@ int main() {
     std::printf("%.2f,%.3f,%.3f\n", distance_m, static_cast<double>(scanned.PseudoSpectrum[j]),
                 impulseResponse_dB(samples, distance_m));
   }
+}
+
+}  // namespace
+
+int main() {
+  try {
+    printTable();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "pseudo_spectrum: %s\n", error.what());
+    return 1;
+  }
+  return 0;
 }

@@ -5,9 +5,9 @@
 #include <vector>
 
 int main() {
-  std::vector<std::complex<float>> csi;  // one path of 100 ns over 20 MHz
-  for (int k = 0; k < 64; ++k) {
-    csi.push_back(std::polar(1.0F, -6.2831853F * 0.03125F * static_cast<float>(k)));
+  std::vector<std::complex<float>> csi(64);  // one path of 100 ns over 20 MHz
+  for (std::size_t k = 0; k < csi.size(); ++k) {
+    csi[k] = std::polar(1.0F, -6.2831853F * 0.03125F * static_cast<float>(k));
   }
   flightpath::RangingOptions options;
   options.SubcarrierSpacing = 312500;      // hertz
