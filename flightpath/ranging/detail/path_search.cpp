@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 #include "flightpath/ranging/detail/path_test.h"
 
@@ -18,14 +17,17 @@ constexpr double worthTrying = 0.9;
 /// A path whose removal alone, without refining the others, is this clear needs no closer look.
 constexpr double clearlyNeeded = 10.0;
 
-// In cells.
-constexpr double crowded = 1.2;     // paths nearer than this disturb each other's minima
-constexpr double splitReach = 1.5;  // from the new peak to a path that may be two
-constexpr double splitDistance = 0.25;
-constexpr double sameStart = 0.05;
+/// Up to here a path that is left out may hide the next one: it takes too many of the degrees of
+/// freedom for what it leaves to count as noise.
+constexpr int fewTones = 32;
+
+/// How often another minimum of the same count is looked for.
+constexpr int mostMoves = 8;
 
 /// Energy below the samples' times this is rounding, in which no path is looked for.
 constexpr double roundingShare = 0x1p-52;
+
+constexpr double never = std::numeric_limits<double>::quiet_NaN();
 
 /// K with K (M + 1/2) < M N, so that degrees of freedom are left, and K < N.
 int carriedPaths(int numTones, int numRows) {
@@ -34,8 +36,6 @@ int carriedPaths(int numTones, int numRows) {
   return std::min(carried, numTones - 1);
 }
 
-constexpr double never = std::numeric_limits<double>::quiet_NaN();
-
 }  // namespace
 
 PathSearch::PathSearch(ToneSet& tones, int numRows, const DelayWindow& window, const Rules& rules)
@@ -43,159 +43,175 @@ PathSearch::PathSearch(ToneSet& tones, int numRows, const DelayWindow& window, c
       numRows_(numRows),
       mostPaths_(std::min(carriedPaths(tones.count(), numRows),
                           std::max(mostFoundPaths, rules.forcedCount.value_or(0)))),
-      window_(window),
       rules_(rules),
       threshold_(pathThreshold(rules.falseAlarm,
                                std::max(1.0, window.width() * tones.independentDelays()), numRows)),
-      peaks_(tones, numRows, mostPaths_, window),
-      refinement_(tones, numRows, mostPaths_, window),
-      current_(tones, numRows, mostPaths_),
-      base_(tones, numRows, mostPaths_),
-      best_(tones, numRows, mostPaths_) {}
+      moves_(tones, numRows, mostPaths_, window) {}
 
 PathFit& PathSearch::search(const SplitRows& y, std::span<const double> start) {
-  samples_ = &y;
   energy_ = 0.0;
   for (int m = 0; m < y.count; ++m) {
     energy_ += energy(y.length, y.row(m));
   }
   next_ = never;
-  residualIsSearched_ = false;
-  begin(start);
+  moves_.begin(y, start);
   if (rules_.forcedCount) {
     searchForced(std::min(*rules_.forcedCount, mostPaths_));
   } else {
     searchCount();
   }
-  return current_;
-}
-
-void PathSearch::begin(std::span<const double> start) {
-  current_.setFrequencies({});
-  for (const double f : start) {
-    const bool isNew = std::ranges::none_of(current_.frequencies(), [&](double other) {
-      return cyclicDistance(f, other) < sameStart * tones_.cell();
-    });
-    if (isNew && std::isfinite(f) && window_.contains(f) && current_.numPaths() < mostPaths_) {
-      current_.addFrequency(window_.wrap(f));
-    }
-  }
-  while (!refinement_.refine(current_, *samples_)) {
-    current_.removeFrequency(current_.numPaths() - 1);
-  }
+  return moves_.fit();
 }
 
 void PathSearch::searchCount() {
   prune();
-  bool grown = false;
-  for (int i = 0; i < 2 * mostPaths_ && grow(threshold_); ++i) {
-    grown = true;
-    while (pruneWeakest()) {
-    }
+  if (!growAll()) {
+    return;
   }
-  if (grown) {
+  thin();
+  if (improve()) {
+    growAll();
     thin();
   }
 }
 
 void PathSearch::searchForced(int count) {
-  while (current_.numPaths() > count) {
-    current_.removeFrequency(weakest());
-    refinement_.refine(current_, *samples_);
+  while (moves_.fit().numPaths() > count) {
+    moves_.remove(weakest());
   }
-  while (current_.numPaths() < count && grow(0.0)) {
+  bool grown = false;
+  while (moves_.fit().numPaths() < count && moves_.add()) {
+    settle();
+    grown = true;
+  }
+  if (grown) {
+    improve();
   }
 }
 
-/// Adds a path where the test passes the threshold. False: the fit is as it was.
-bool PathSearch::grow(double threshold) {
+/// Removes what the test does not need of the start. Only the weakest path gets the full test, with
+/// the others refined, and only where it is not clear.
+void PathSearch::prune() {
+  while (moves_.fit().numPaths() > 0) {
+    if (pruneWeakest()) {
+      continue;
+    }
+    const int p = weakest();
+    if (moves_.fit().numPaths() == 1 || statisticWithout(p) > clearlyNeeded * threshold_ ||
+        !manageWithout(p)) {
+      return;
+    }
+  }
+}
+
+bool PathSearch::pruneWeakest() {
+  if (moves_.fit().numPaths() == 0) {
+    return false;
+  }
+  const int p = weakest();
+  if (statisticWithout(p) > threshold_) {
+    return false;
+  }
+  moves_.remove(p);
+  return true;
+}
+
+/// Adds paths as long as the test says so. False: none.
+bool PathSearch::growAll() {
+  bool any = false;
+  for (int i = 0; i < 2 * mostPaths_ && (grow() || growTwo()); ++i) {
+    any = true;
+    while (pruneWeakest()) {
+    }
+    settle();
+  }
+  return any;
+}
+
+bool PathSearch::grow() {
   next_ = never;
-  if (current_.numPaths() == mostPaths_) {
+  if (moves_.fit().numPaths() == mostPaths_ || !isWorthTrying() || !moves_.add()) {
     return false;
   }
-  const std::span<const ResidualPeaks::Peak> peaks = peaks_.find(current_);
-  residualIsSearched_ = true;
-  if (peaks.empty() || (threshold > 0.0 && !isWorthTrying(peaks.front().fall))) {
+  if (!passes()) {
+    moves_.undo();
     return false;
   }
-  std::swap(base_, current_);
-  haveBest_ = false;
-  tryPeaks(peaks);
-  if (!haveBest_ || isCrowded(best_)) {
-    trySplits(peaks.front().frequency);
-  }
-  if (haveBest_) {
-    next_ = pathStatistic(base_.residualEnergy(), best_.residualEnergy(), best_.degreesLeft(),
-                          unexplained(base_));
-  }
-  const bool isTaken = next_ > threshold;
-  std::swap(current_, isTaken ? best_ : base_);
-  residualIsSearched_ = !isTaken;
-  return isTaken;
+  return true;
 }
 
-bool PathSearch::isWorthTrying(double fall) {
-  const double without = current_.residualEnergy();
-  const double degrees = current_.degreesLeft() - (numRows_ + 0.5);
-  next_ = pathStatistic(without, std::max(0.0, without - fall), degrees, unexplained(current_));
+/// Whether the path that the residual promises comes near the threshold, without trying it.
+bool PathSearch::isWorthTrying() {
+  const PathFit& fit = moves_.fit();
+  const double left = std::max(0.0, fit.residualEnergy() - moves_.promisedFall());
+  next_ = pathStatistic(fit.residualEnergy(), left, fit.degreesLeft() - (numRows_ + 0.5),
+                        unexplained(fit));
   return next_ > worthTrying * threshold_;
 }
 
-void PathSearch::tryPeaks(std::span<const ResidualPeaks::Peak> peaks) {
-  for (const ResidualPeaks::Peak& peak : peaks) {
-    current_.setFrequencies(base_.frequencies());
-    current_.addFrequency(peak.frequency);
-    consider();
-  }
+/// The test of the path that was added last.
+bool PathSearch::passes() {
+  const PathFit& fit = moves_.fit();
+  next_ = pathStatistic(moves_.before().residualEnergy(), fit.residualEnergy(), fit.degreesLeft(),
+                        unexplained(moves_.before()));
+  return next_ > threshold_;
 }
 
-/// Paths near the peak, each as two.
-void PathSearch::trySplits(double near) {
-  for (int p = 0; p < base_.numPaths(); ++p) {
-    const double f = base_.frequencies()[static_cast<std::size_t>(p)];
-    if (cyclicDistance(f, near) < splitReach * tones_.cell()) {
-      current_.setFrequencies(base_.frequencies());
-      current_.changeFrequency(p, f - splitDistance * tones_.cell());
-      current_.addFrequency(f + splitDistance * tones_.cell());
-      consider();
-    }
+/// Adds two paths at once, where the second one passes the test.
+bool PathSearch::growTwo() {
+  if (tones_.count() > fewTones) {
+    return false;
   }
-}
-
-/// Refines the candidate and keeps it if it is the best so far.
-void PathSearch::consider() {
-  if (refinement_.refine(current_, *samples_) &&
-      (!haveBest_ || current_.residualEnergy() < best_.residualEnergy())) {
-    std::swap(best_, current_);
-    haveBest_ = true;
+  const double next = next_;
+  moves_.keep();
+  if (moves_.add() && grow()) {
+    return true;
   }
-}
-
-bool PathSearch::isCrowded(const PathFit& fit, int p) const {
-  const std::span<const double> f = fit.frequencies();
-  const auto at = static_cast<std::size_t>(p);
-  for (std::size_t q = 0; q < f.size(); ++q) {
-    if (q != at && cyclicDistance(f[q], f[at]) < crowded * tones_.cell()) {
-      return true;
-    }
-  }
+  moves_.restore();
+  next_ = next;
   return false;
 }
 
-bool PathSearch::isCrowded(const PathFit& fit) const {
-  for (int p = 0; p < fit.numPaths(); ++p) {
-    if (isCrowded(fit, p)) {
-      return true;
-    }
+/// Decides among minima that lie a sidelobe apart.
+void PathSearch::settle() {
+  for (int i = 0; i < mostMoves && moves_.hasHighSidelobes() && moves_.shift(); ++i) {
   }
-  return false;
+}
+
+/// Looks for a lower minimum of the same count, where there may be one. False: there is none.
+bool PathSearch::improve() {
+  bool any = false;
+  for (int i = 0; i < mostMoves && (moves_.hasHighSidelobes() || moves_.isCrowded()); ++i) {
+    if (!moves_.exchange()) {
+      break;
+    }
+    settle();
+    any = true;
+  }
+  return any;
+}
+
+/// Leaves out every path that the others, refined, do without.
+void PathSearch::thin() {
+  for (int p = 0; p < moves_.fit().numPaths() && moves_.fit().numPaths() > 1;) {
+    const bool isSuspect = moves_.hasHighSidelobes() || moves_.isCrowded(p);
+    p = isSuspect && manageWithout(p) ? 0 : p + 1;
+  }
+}
+
+/// The full test of path p: removes it where it fails.
+bool PathSearch::manageWithout(int p) {
+  const PathFit& fit = moves_.fit();
+  return moves_.removeWithin(
+      p, costAtThreshold(fit.residualEnergy(), fit.degreesLeft(), unexplained(fit), threshold_));
 }
 
 int PathSearch::weakest() {
+  PathFit& fit = moves_.fit();
   int found = 0;
   double least = std::numeric_limits<double>::infinity();
-  for (int p = 0; p < current_.numPaths(); ++p) {
-    const double loss = current_.lossWithout(p);
+  for (int p = 0; p < fit.numPaths(); ++p) {
+    const double loss = fit.lossWithout(p);
     if (loss < least) {
       least = loss;
       found = p;
@@ -206,62 +222,9 @@ int PathSearch::weakest() {
 
 /// T of the path with the other delays kept: never less than what refining them leaves.
 double PathSearch::statisticWithout(int p) {
-  const double with = current_.residualEnergy();
-  return pathStatistic(with + current_.lossWithout(p), with, current_.degreesLeft(),
-                       unexplained(current_));
-}
-
-/// Removes what the test does not need of the start. Only the weakest path gets the full test, with
-/// the others refined, and only where it is not clear.
-void PathSearch::prune() {
-  while (current_.numPaths() > 0) {
-    if (pruneWeakest()) {
-      continue;
-    }
-    const int p = weakest();
-    if (current_.numPaths() == 1 || statisticWithout(p) > clearlyNeeded * threshold_ ||
-        !manageWithout(p)) {
-      return;
-    }
-  }
-}
-
-bool PathSearch::pruneWeakest() {
-  if (current_.numPaths() == 0) {
-    return false;
-  }
-  const int p = weakest();
-  if (statisticWithout(p) > threshold_) {
-    return false;
-  }
-  current_.removeFrequency(p);
-  refinement_.refine(current_, *samples_);
-  residualIsSearched_ = false;
-  return true;
-}
-
-/// Leaves out every path that the others, refined, do without.
-void PathSearch::thin() {
-  for (int p = 0; p < current_.numPaths() && current_.numPaths() > 1;) {
-    const bool isSuspect = peaks_.hasHighSidelobes() || isCrowded(current_, p);
-    p = isSuspect && manageWithout(p) ? 0 : p + 1;
-  }
-}
-
-/// The full test of path p: removes it where it fails. False: the fit is as it was.
-bool PathSearch::manageWithout(int p) {
-  std::swap(base_, current_);
-  current_.setFrequencies(base_.frequencies());
-  current_.removeFrequency(p);
-  const double enough =
-      costAtThreshold(base_.residualEnergy(), base_.degreesLeft(), unexplained(base_), threshold_);
-  if (refinement_.refine(current_, *samples_, {enough, {}}) && current_.residualEnergy() < enough) {
-    refinement_.refine(current_, *samples_);
-    residualIsSearched_ = false;
-    return true;
-  }
-  std::swap(base_, current_);
-  return false;
+  PathFit& fit = moves_.fit();
+  const double with = fit.residualEnergy();
+  return pathStatistic(with + fit.lossWithout(p), with, fit.degreesLeft(), unexplained(fit));
 }
 
 /// Energy that is no reason for a path: the model's error, and rounding.
@@ -277,15 +240,8 @@ PathSearch::Margins PathSearch::margins() {
   if (rules_.forcedCount) {
     return {never, never};
   }
-  const double least = current_.numPaths() > 0 ? statisticWithout(weakest()) / threshold_ : never;
-  return {least, next_ / threshold_};
-}
-
-double PathSearch::structure() {
-  if (!residualIsSearched_) {
-    peaks_.find(current_);
-  }
-  return peaks_.structure();
+  const bool isEmpty = moves_.fit().numPaths() == 0;
+  return {isEmpty ? never : statisticWithout(weakest()) / threshold_, next_ / threshold_};
 }
 
 }  // namespace flightpath

@@ -4,6 +4,11 @@
 #include <numbers>
 
 namespace flightpath {
+namespace {
+
+constexpr int halvings = 60;  // of an interval of a few: more than double precision has
+
+}  // namespace
 
 double pathThreshold(double falseAlarm, double independentDelays, int numRows) {
   const double shape = numRows - 0.5;
@@ -16,8 +21,8 @@ double pathThreshold(double falseAlarm, double independentDelays, int numRows) {
   while (isTooFrequent(high)) {
     high *= 2.0;
   }
-  for (double middle = 0.5 * (low + high); low < middle && middle < high;
-       middle = 0.5 * (low + high)) {
+  for (int i = 0; i < halvings; ++i) {
+    const double middle = 0.5 * (low + high);
     (isTooFrequent(middle) ? low : high) = middle;
   }
   return high;

@@ -93,12 +93,15 @@ void ResidualPeaks::addSpectrum(SplitVector vector, std::vector<float>& powers) 
 void ResidualPeaks::findSidelobes() {
   std::vector<double> zeros(tones_.rootsOfWeights().size());
   addSpectrum({tones_.rootsOfWeights().data(), zeros.data()}, powers_);
-  const double whole = tones_.moment(0) * tones_.moment(0);
-  const auto n = static_cast<double>(powers_.size());
-  for (std::size_t i = 0; i < powers_.size(); ++i) {
-    const double distance = cyclicDistance(static_cast<double>(i) / n, 0.0);
-    const bool isSidelobe = distance > tones_.cell() && distance <= window_.width();
-    hasHighSidelobes_ = hasHighSidelobes_ || (isSidelobe && powers_[i] > highSidelobe * whole);
+  const double high = highSidelobe * tones_.moment(0) * tones_.moment(0);
+  const std::size_t n = powers_.size();
+  for (std::size_t i = 1; i + 1 < n; ++i) {
+    const double at = static_cast<double>(i) / static_cast<double>(n);
+    const double distance = cyclicDistance(at, 0.0);
+    const bool isPeak = powers_[i] >= powers_[i - 1] && powers_[i] > powers_[i + 1];
+    if (distance > tones_.cell() && distance <= window_.width() && isPeak && powers_[i] > high) {
+      sidelobes_.push_back(at < 0.5 ? at : at - 1.0);
+    }
   }
 }
 
@@ -149,7 +152,7 @@ std::span<const ResidualPeaks::Peak> ResidualPeaks::find(const PathFit& fit) {
 
 /// Keeps the peaks in the order of their heights, equal ones as they come.
 void ResidualPeaks::insert(std::size_t point, float fall) {
-  const std::size_t most = hasHighSidelobes_ ? mostPeaks : 1;
+  const std::size_t most = hasHighSidelobes() ? mostPeaks : 1;
   if (peaks_.size() == most && !(fall > peaks_.back().fall)) {
     return;
   }

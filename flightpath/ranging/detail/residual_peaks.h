@@ -42,9 +42,10 @@ class ResidualPeaks {
   /// 1 where the residual is white, more where it has structure that no path explains.
   double structure();
 
-  /// Whether a path far off can look nearly as strong as the path itself: the tones lie in far blocks
-  /// or leave aliases within the window.
-  bool hasHighSidelobes() const { return hasHighSidelobes_; }
+  /// Where a path can look nearly as strong as it is itself, as distances from it: none unless the
+  /// tones lie in far blocks or leave aliases within the window.
+  std::span<const double> sidelobes() const { return sidelobes_; }
+  bool hasHighSidelobes() const { return !sidelobes_.empty(); }
 
  private:
   void orthonormalise(const PathFit& fit);
@@ -64,7 +65,7 @@ class ResidualPeaks {
   std::vector<float> sorted_;
   std::vector<char> inWindow_;
   SplitRows basis_;
-  bool hasHighSidelobes_ = false;
+  std::vector<double> sidelobes_;
   std::vector<Peak> peaks_;
 };
 

@@ -9,6 +9,7 @@ namespace {
 constexpr double epsilon = std::numeric_limits<double>::epsilon();
 constexpr double tiny = 1e-300;
 constexpr int mostTerms = 500;
+constexpr int halvings = 60;  // more than double precision has
 
 double awayFromZero(double x) { return std::fabs(x) < tiny ? tiny : x; }
 
@@ -66,7 +67,8 @@ double studentQuantile(double level, double degrees) {
   while (tailProbability(high, degrees) > 1.0 - level) {
     high *= 2.0;
   }
-  for (double middle = 0.5 * high; low < middle && middle < high; middle = 0.5 * (low + high)) {
+  for (int i = 0; i < halvings; ++i) {
+    const double middle = 0.5 * (low + high);
     (tailProbability(middle, degrees) > 1.0 - level ? low : high) = middle;
   }
   return high;
