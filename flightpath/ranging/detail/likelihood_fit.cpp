@@ -101,7 +101,7 @@ void LikelihoodFit::fitSamples(std::span<const Sample> samples, std::span<const 
   fit_ = &search_.search(samples_, start_);
   order();
   findCovariance();
-  report();
+  describe();
 }
 
 /// The samples, brought to about 1 by a power of two, times the roots of the weights. False, with the
@@ -162,7 +162,7 @@ void LikelihoodFit::findCovariance() {
   }
 }
 
-void LikelihoodFit::report() {
+void LikelihoodFit::describe() {
   const std::span<const double> f = fit_->frequencies();
   for (std::size_t i = 0; i < order_.size(); ++i) {
     const int p = order_[i];

@@ -72,6 +72,8 @@ class LikelihoodFit {
   /// Errors: std::invalid_argument, naming what is wrong; std::bad_alloc.
   LikelihoodFit(std::span<const int> tones, std::span<const double> weights,
                 const LikelihoodSettings& settings);
+  LikelihoodFit(const LikelihoodFit&) = delete;
+  LikelihoodFit& operator=(const LikelihoodFit&) = delete;
 
   /// samples  `snapshots` rows of one sample per tone
   /// start    normalised frequencies to start from; empty: from nothing
@@ -98,7 +100,7 @@ class LikelihoodFit {
   void fitSamples(std::span<const Sample> samples, std::span<const double> start);
   template <class Sample>
   bool load(std::span<const Sample> samples);
-  void report();
+  void describe();
   void order();
   void findCovariance();
 

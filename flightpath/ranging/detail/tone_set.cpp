@@ -69,7 +69,6 @@ void ToneSet::place(std::span<const int> tones) {
   if ((std::int64_t{tones.back()} - tones.front()) / stride >= longestExtent) {
     throw std::invalid_argument("Tones: the first and the last lie more than 2^20 strides apart");
   }
-  // A single pair may lie further apart than an int holds; no stride needs to be kept of it then.
   if (stride > INT32_MAX) {
     throw std::invalid_argument("Tones: the first and the last lie more than 2^31 apart");
   }
