@@ -121,18 +121,29 @@ TEST(PathMoves, APathIsRemovedOnlyWhereTheCostStaysBelowEnough) {
   EXPECT_LT(channel.moves.fit().residualEnergy(), 0.8);
 }
 
-// EXACT: 1.2 cells is the border.
-TEST(PathMoves, PathsNearerThanThatAreCrowded) {
-  for (const auto& [distance, isCrowded] : {std::pair(1.1, true), std::pair(1.5, false)}) {
-    Channel channel(contiguous, {-0.49, 0.1, 0.1 + distance * cell}, {1.0, 1.0, 1.0}, 1e-6);
-    channel.moves.begin(channel.samples, std::vector<double>{-0.49, 0.1, 0.1 + distance * cell});
-    EXPECT_EQ(channel.moves.isCrowded(), isCrowded) << distance;
-    EXPECT_EQ(channel.moves.isCrowded(1), isCrowded);
-    EXPECT_FALSE(channel.moves.isCrowded(0));
+// EXACT: 1.2 cells is the border, and eight paths are the most.
+TEST(PathMoves, PathsThatLieCloseMayHaveOtherMinima) {
+  for (const auto& [distance, isClose] : {std::pair(1.1, true), std::pair(1.5, false)}) {
+    const std::vector<double> f = {-0.49, 0.1, 0.1 + distance * cell};
+    Channel channel(contiguous, f, {1.0, 1.0, 1.0}, 1e-6);
+    channel.moves.begin(channel.samples, f);
+    EXPECT_EQ(channel.moves.isRearrangeable(), isClose) << distance;
+    EXPECT_EQ(channel.moves.isSuspect(1), isClose);
+    EXPECT_FALSE(channel.moves.isSuspect(0));
   }
   Channel around(contiguous, {-0.499, 0.499}, {1.0, 1.0}, 1e-6);
   around.moves.begin(around.samples, std::vector<double>{-0.499, 0.499});
-  EXPECT_TRUE(around.moves.isCrowded()) << "across the end of the period";
+  EXPECT_TRUE(around.moves.isRearrangeable()) << "across the end of the period";
+  for (const int count : {8, 9}) {
+    std::vector<double> f;
+    for (int p = 0; p < count; ++p) {
+      f.push_back(0.1 + p * 1.1 * cell);
+    }
+    Channel many(contiguous, f, std::vector<double>(f.size(), 1.0), 1e-6);
+    PathMoves moves(many.set, 1, 10, DelayWindow());
+    moves.begin(many.samples, f);
+    EXPECT_EQ(moves.isRearrangeable(), count == 8);
+  }
 }
 
 // MODEL: a start one sidelobe off, at 30 dB, is a minimum of its own.

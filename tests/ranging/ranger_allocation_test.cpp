@@ -89,12 +89,12 @@ TEST(RangerAllocation, TheSecondCallIntoTheSamePathSetMakesNone) {
 // EXACT: a fit has all of its work space from the construction on, intervals too.
 TEST(LikelihoodAllocation, NoFitMakesAny) {
   std::vector<int> tones;
-  for (int t = 0; t < 64; ++t) {
-    tones.push_back(t < 32 ? t : t + 32);  // in blocks: every way through the search
+  for (int t = 0; t < 40; ++t) {
+    tones.push_back(t < 20 ? t : t + 20);  // in blocks: every way through the search
   }
   const std::vector<double> start = {0.01, 0.2, -0.3};
-  for (const int numTones : {1, 7, 30, 64}) {
-    for (const int forced : {-1, 0, 2, 255}) {
+  for (const int numTones : {1, 7, 40}) {
+    for (const int forced : {-1, 0, 5}) {
       flightpath::LikelihoodSettings settings;
       if (forced >= 0) {
         settings.numPaths = forced;

@@ -13,6 +13,9 @@ constexpr double splitReach = 1.5;  // from the new peak to a path that may be t
 constexpr double splitDistance = 0.25;
 constexpr double sameStart = 0.05;
 
+/// Among more paths than this, each of which may have to be tried, other minima are not looked for.
+constexpr int mostToRearrange = 8;
+
 /// Of the noise power: what a minimum must be lower by to be another one.
 constexpr double leastGain = 1e-3;
 
@@ -68,12 +71,11 @@ bool PathMoves::add() {
   }
   startTrials();
   tryPeaks();
-  if (!haveBest_ || isCrowded(best_)) {
+  if (!haveBest_ || (base_.numPaths() <= mostToRearrange && isCrowded(best_))) {
     trySplits(found_.front().frequency);
   }
-  std::swap(current_, haveBest_ ? best_ : base_);
-  isSearched_ = !haveBest_;
-  return haveBest_;
+  // A path more costs more only where the fit is exhausted numerically.
+  return takeBest(base_.residualEnergy());
 }
 
 void PathMoves::undo() {
@@ -146,9 +148,14 @@ bool PathMoves::isCrowded(const PathFit& fit) const {
   return false;
 }
 
-bool PathMoves::isCrowded() const { return isCrowded(current_); }
+bool PathMoves::isRearrangeable() const {
+  return current_.numPaths() <= mostToRearrange && (hasHighSidelobes() || isCrowded(current_));
+}
 
-bool PathMoves::isCrowded(int p) const { return isCrowded(current_, static_cast<std::size_t>(p)); }
+bool PathMoves::isSuspect(int p) const {
+  return current_.numPaths() <= mostToRearrange + 1 &&
+         (hasHighSidelobes() || isCrowded(current_, static_cast<std::size_t>(p)));
+}
 
 void PathMoves::remove(int p) {
   current_.removeFrequency(p);

@@ -44,11 +44,13 @@ class PathMoves {
   /// Takes path p out if the cost stays below `enough`. False: the fit is as it was.
   bool removeWithin(int p, double enough);
 
-  /// Whether two paths lie so close that they disturb each other's minima.
-  bool isCrowded() const;
-  bool isCrowded(int p) const;
+  /// Whether there may be lower minima of the same count: two paths lie so close that they disturb each
+  /// other, or the tones leave minima a sidelobe apart (see `ResidualPeaks`).
+  bool isRearrangeable() const;
 
-  /// Whether the tones leave minima a sidelobe apart (see `ResidualPeaks`).
+  /// The same of one path: whether it may be there because another one is in the wrong place.
+  bool isSuspect(int p) const;
+
   bool hasHighSidelobes() const { return peaks_.hasHighSidelobes(); }
 
   /// Moves a path by a high sidelobe's distance. False: the cost is not lower anywhere there, and the

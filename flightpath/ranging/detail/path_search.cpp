@@ -174,17 +174,16 @@ bool PathSearch::growTwo() {
 
 /// Decides among minima that lie a sidelobe apart.
 void PathSearch::settle() {
-  for (int i = 0; i < mostMoves && moves_.hasHighSidelobes() && moves_.shift(); ++i) {
+  if (moves_.hasHighSidelobes()) {
+    for (int i = 0; i < mostMoves && moves_.isRearrangeable() && moves_.shift(); ++i) {
+    }
   }
 }
 
 /// Looks for a lower minimum of the same count, where there may be one. False: there is none.
 bool PathSearch::improve() {
   bool any = false;
-  for (int i = 0; i < mostMoves && (moves_.hasHighSidelobes() || moves_.isCrowded()); ++i) {
-    if (!moves_.exchange()) {
-      break;
-    }
+  for (int i = 0; i < mostMoves && moves_.isRearrangeable() && moves_.exchange(); ++i) {
     settle();
     any = true;
   }
@@ -194,8 +193,7 @@ bool PathSearch::improve() {
 /// Leaves out every path that the others, refined, do without.
 void PathSearch::thin() {
   for (int p = 0; p < moves_.fit().numPaths() && moves_.fit().numPaths() > 1;) {
-    const bool isSuspect = moves_.hasHighSidelobes() || moves_.isCrowded(p);
-    p = isSuspect && manageWithout(p) ? 0 : p + 1;
+    p = moves_.isSuspect(p) && manageWithout(p) ? 0 : p + 1;
   }
 }
 
