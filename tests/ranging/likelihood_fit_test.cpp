@@ -440,6 +440,24 @@ TEST(LikelihoodFit, TheIntervalEndsWhereTheProfileOfTheCostSays) {
   }
 }
 
+// MODEL: without noise the interval is a point, to a billionth of a cell; where noise is all there is, and
+// the count is forced, it ends after two cells.
+TEST(LikelihoodFit, IntervalsEndWithoutNoiseAndWithNothingElse) {
+  LikelihoodFit fit(range(0, 63), {}, forced(1));
+  fit.fit(Samples(64, {1.0, 0.0}), {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  const auto point = fit.interval(0, 0.95);
+  EXPECT_NEAR(point.earliest, 0.0, 1e-8 / 64.0);
+  EXPECT_NEAR(point.latest, 0.0, 1e-8 / 64.0);
+  Samples impulse(64);
+  impulse[20] = 1.0;  // of every delay alike
+  fit.fit(impulse, {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  const auto all = fit.interval(0, 0.999);
+  EXPECT_EQ(all.latest - fit.paths()[0].frequency, 2.0 / 64.0);
+  EXPECT_EQ(fit.paths()[0].frequency - all.earliest, 2.0 / 64.0);
+}
+
 // EXACT
 TEST(LikelihoodFit, SettingsWithoutMeaningAreRefusedByTheirNames) {
   EXPECT_EQ(refusal({}), "");

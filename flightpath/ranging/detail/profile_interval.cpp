@@ -9,8 +9,11 @@
 namespace flightpath {
 namespace {
 
-constexpr double longestSide = 2.0;  // cells
-constexpr double precision = 1e-3;   // of the side
+// In cells. Without noise the deviation is zero, and no scale to search by.
+constexpr double longestSide = 2.0;
+constexpr double shortestStep = 1e-9;
+
+constexpr double precision = 1e-3;  // of the side
 constexpr int mostHalvings = 60;
 
 }  // namespace
@@ -24,8 +27,9 @@ DelayInterval ProfileInterval::find(const PathFit& fit, const SplitRows& y, int 
   const double q = studentQuantile(level, degrees);
   const double limit = fit.residualEnergy() * (1.0 + q * q / degrees);
   const double f = fit.frequencies()[static_cast<std::size_t>(p)];
-  const double below = end(fit, y, {p, -1.0, limit}, q * deviation, refinement);
-  const double above = end(fit, y, {p, 1.0, limit}, q * deviation, refinement);
+  const double step = std::max(q * deviation, shortestStep * tones_.cell());
+  const double below = end(fit, y, {p, -1.0, limit}, step, refinement);
+  const double above = end(fit, y, {p, 1.0, limit}, step, refinement);
   return {f - below, f + above};
 }
 
