@@ -6,6 +6,7 @@
 #include <cmath>
 #include <complex>
 #include <limits>
+#include <numbers>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -348,6 +349,37 @@ TEST(LikelihoodFit, TheCovarianceIsTheInverseOfTheFisherInformation) {
   EXPECT_NEAR(fit.covariance(0, 1) / (-factor * H[0][1]), 1.0, 1e-7);
   EXPECT_EQ(fit.covariance(0, 1), fit.covariance(1, 0));
   EXPECT_EQ(fit.paths()[1].deviation, std::sqrt(fit.covariance(1, 1)));
+}
+
+// MODEL: a line that disperses, at 77 dB, takes paths in pairs that cancel, whose delays are not
+// determined. That is said of these alone: an error of the model in place of them leaves the line.
+TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesDeviationsFinite) {
+  std::mt19937_64 random(1);
+  std::normal_distribution<double> normal(0.0, 1e-4);
+  Samples x;
+  for (int k = 0; k < 64; ++k) {
+    const double u = (k - 31.5) / 64.0;
+    const double re = normal(random);
+    x.push_back(std::polar(1.0, -2.0 * std::numbers::pi * 0.1 * k + 3.0 * u * u) +
+                std::complex<double>(re, normal(random)));
+  }
+  LikelihoodFit fit(range(0, 63), {}, {});
+  fit.fit(x, {});
+  EXPECT_GT(fit.paths().size(), 3U);
+  double largest = 0.0;
+  for (const auto& path : fit.paths()) {
+    EXPECT_TRUE(std::isfinite(path.deviation));
+    EXPECT_GT(path.deviation, 0.0);
+    largest = std::max(largest, path.deviation);
+  }
+  EXPECT_GT(largest, 1.0 / 64.0) << "a cell";
+  LikelihoodSettings how;
+  how.modelError = 0.1;
+  LikelihoodFit tolerant(range(0, 63), {}, how);
+  tolerant.fit(x, {});
+  ASSERT_EQ(tolerant.paths().size(), 1U);
+  EXPECT_NEAR(tolerant.paths()[0].frequency, 0.1, 0.1 / 64.0);
+  EXPECT_GT(tolerant.report().structure, 5.0);
 }
 
 // BOUND: 1e-9; a weight of w is the noise of w measurements of that tone, and all weights may be scaled.

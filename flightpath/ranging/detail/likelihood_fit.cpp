@@ -16,6 +16,10 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 /// Below this power of two samples keep the scale of it: its inverse is still a finite number.
 constexpr int leastExponent = -1000;
 
+/// Where two paths stand for the shape of one, their delays are not determined. This makes their
+/// deviations large, and leaves those of the others what they are.
+constexpr double dampingOfSingular = 1e-9;
+
 std::complex<double> toDouble(creal32_T z) { return {z.re, z.im}; }
 std::complex<double> toDouble(std::complex<double> z) { return z; }
 
@@ -147,7 +151,8 @@ void LikelihoodFit::findCovariance() {
   const int n = fit_->numPaths();
   const auto rows = static_cast<std::size_t>(n);
   fit_->differentiate();
-  if (!equations_.factor(fit_->curvature(), n)) {
+  if (!equations_.factor(fit_->curvature(), n) &&
+      !equations_.factor(fit_->curvature(), n, dampingOfSingular)) {
     std::fill_n(covariance_.begin(), rows * rows, infinity);
     return;
   }

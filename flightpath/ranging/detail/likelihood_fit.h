@@ -31,8 +31,7 @@ struct LikelihoodSettings {
 /// One path of a fit.
 ///
 /// frequency  normalised: delay times the distance of tones that are neighbours by index
-/// deviation  of the frequency, by the Fisher information; infinite where the fit does not determine
-///            it
+/// deviation  of the frequency, by the Fisher information; infinite where an amplitude is zero
 /// power      |amplitude|^2, the mean over the rows
 struct LikelyPath {
   double frequency;

@@ -9,8 +9,10 @@ namespace {
 
 constexpr double twoPi = 2.0 * std::numbers::pi;
 
-/// What of a steering vector's energy must lie off those before it: two paths about 2e-5 cells apart.
-constexpr double leastShare = 1e-9;
+/// What of a steering vector's energy must lie off those before it: two paths half a hundredth of a cell
+/// apart. Nearer ones stand for no paths, but for the shape of one that the model does not know, with
+/// amplitudes that cancel.
+constexpr double leastShare = 1e-4;
 
 }  // namespace
 

@@ -8,8 +8,8 @@ namespace {
 
 /// first, first + step ... last
 struct Run {
-  int first;
-  int last;
+  int first = 0;
+  int last = 0;
   int step = 1;
 };
 
