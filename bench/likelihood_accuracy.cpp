@@ -3,7 +3,7 @@
 //   flightpath_likelihood TRIALS [NAME]
 //
 // SNR is that of the strongest path, per tone. Phases are drawn for every trial, and random sets of
-// tones for every tenth. Contiguous tones start from the Ranger's paths, the others from nothing.
+// tones for every tenth. Evenly spaced tones start from the Ranger's paths, the others from nothing.
 //
 // found      the right count, and every path within half of the smallest separation
 // over       more paths than there are
@@ -317,27 +317,31 @@ double since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// The fit for one set of tones, with the Ranger for its start where the tones are contiguous.
+int strideOf(const Tones& tones) {
+  int stride = 0;
+  for (const int t : tones) {
+    stride = std::gcd(stride, t - tones.front());
+  }
+  return stride;
+}
+
+/// The fit for one set of tones, with the Ranger for its start where the tones are evenly spaced.
 struct Engine {
   Engine(const Scenario& scenario, const Tones& tones) : fit(tones, {}, settings(scenario, tones)) {
-    if (tones.back() - tones.front() + 1 == static_cast<int>(tones.size()) &&
-        scenario.snapshots == 1) {
+    const int numSteps = static_cast<int>(tones.size()) - 1;
+    if (tones.back() - tones.front() == numSteps * strideOf(tones) && scenario.snapshots == 1) {
       flightpath::RangingOptions options;
-      options.SubcarrierSpacing = spacing_Hz;
+      options.SubcarrierSpacing = spacing_Hz * strideOf(tones);
       ranger =
           std::make_unique<flightpath::Ranger>(static_cast<std::uint32_t>(tones.size()), options);
     }
   }
 
   static LikelihoodSettings settings(const Scenario& scenario, const Tones& tones) {
-    int stride = 0;
-    for (const int t : tones) {
-      stride = std::gcd(stride, t - tones.front());
-    }
     LikelihoodSettings how;
     how.snapshots = scenario.snapshots;
     how.earliest = scenario.window < 1.0 ? 0.0 : -0.05;
-    how.latest = *how.earliest + scenario.window / stride;
+    how.latest = *how.earliest + scenario.window / strideOf(tones);
     return how;
   }
 

@@ -228,6 +228,7 @@ TEST(LikelihoodFit, OneToneHasNoPath) {
     fit.fit(Samples{{3.0, 4.0}}, std::vector<double>{0.1});
     EXPECT_TRUE(fit.paths().empty());
     EXPECT_EQ(fit.report().noisePower, 25.0);
+    EXPECT_TRUE(std::isnan(fit.report().next)) << "nothing was tried";
   }
 }
 
@@ -389,17 +390,17 @@ TEST(LikelihoodFit, WeightsAreTheInverseNoisePowersInAnyUnit) {
   for (int k = 0; k < 64; ++k) {
     weights.push_back(k % 3 == 0 ? 4.0 : 0.5);
   }
-  const auto model = support::drawChannel(range(0, 63), weights, easy, three, 1e-2, 1, random);
-  LikelihoodFit fit(range(0, 63), weights, {});
+  const auto model = support::drawChannel(range(0, 63), weights, easy, three, 1e-2, 2, random);
+  LikelihoodFit fit(range(0, 63), weights, rows(2));
   fit.fit(flat(model), easy);
   ASSERT_EQ(fit.paths().size(), 3U);
   const std::vector<double> f = frequencies(fit);
-  EXPECT_NEAR(fit.report().noisePower * (64 - 4.5) / model.cost(f), 1.0, 1e-9);
+  EXPECT_NEAR(fit.report().noisePower * (2 * 64 - 3 * 2.5) / model.cost(f), 1.0, 1e-9);
   std::vector<double> scaled = weights;
   for (double& w : scaled) {
     w *= 1024.0;
   }
-  LikelihoodFit other(range(0, 63), scaled, {});
+  LikelihoodFit other(range(0, 63), scaled, rows(2));
   other.fit(flat(model), easy);
   EXPECT_EQ(frequencies(other), f);
   EXPECT_EQ(other.paths()[0].deviation, fit.paths()[0].deviation);

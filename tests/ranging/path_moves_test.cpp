@@ -146,6 +146,42 @@ TEST(PathMoves, PathsThatLieCloseMayHaveOtherMinima) {
   }
 }
 
+// BOUND: 1e-3, by which single precision and another way to the same minimum may differ; residuals of
+// other fits differ by factors.
+TEST(PathMoves, ThePromiseIsThatOfTheFitAsItIsAfterEveryMove) {
+  Channel channel(support::twoBlocks(), {0.1, 0.3}, {1.0, 0.7}, 1e-2);
+  PathMoves& moves = channel.moves;
+  const auto expectFresh = [&](const char* move) {
+    PathMoves fresh(channel.set, 1, 6, DelayWindow());
+    fresh.begin(channel.samples, channel.sorted());
+    const double promise = fresh.promisedFall();
+    EXPECT_NEAR(moves.promisedFall() / promise, 1.0, 1e-3) << move;
+    EXPECT_NEAR(moves.structure() / fresh.structure(), 1.0, 1e-3) << move;
+  };
+  moves.begin(channel.samples, std::vector<double>{0.1 + 1.0 / 64.0, 0.3});
+  expectFresh("begin");
+  ASSERT_TRUE(moves.shift());
+  expectFresh("shift");
+  moves.remove(0);
+  expectFresh("remove");
+  ASSERT_TRUE(moves.add());
+  expectFresh("add");
+  ASSERT_TRUE(moves.removeWithin(0, 1e9));
+  expectFresh("remove within");
+  moves.keep();
+  ASSERT_TRUE(moves.add());
+  expectFresh("add again");
+  moves.restore();
+  expectFresh("restore");
+  ASSERT_TRUE(moves.add());
+  moves.undo();
+  expectFresh("undo");
+  moves.begin(channel.samples, std::vector<double>{0.1, -0.2});
+  expectFresh("begin elsewhere");
+  ASSERT_TRUE(moves.exchange());
+  expectFresh("exchange");
+}
+
 // MODEL: a start one sidelobe off, at 30 dB, is a minimum of its own.
 TEST(PathMoves, AShiftLeavesTheMinimumOfASidelobe) {
   Channel channel(support::twoBlocks(), {0.1}, {1.0}, 1e-3);
