@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "flightpath/ranging/detail/path_test.h"
 #include "tests/support/same_bits.h"
 #include "tests/support/slow_likelihood.h"
 #include "tests/support/tones.h"
@@ -420,6 +421,22 @@ TEST(LikelihoodFit, AnErrorOfTheModelExplainsWeakPaths) {
     EXPECT_EQ(fit.paths().size(), count) << modelError;
     fit.fit(x, std::vector<double>{0.1, 0.3});
     EXPECT_EQ(fit.paths().size(), count) << modelError;
+  }
+}
+
+// BOUND: 1 %, which the noise at 100 dB and the start's own refinement leave far below. Of two orthogonal
+// paths the weaker one's loss is as large as the error of the model: T = d ln 2.
+TEST(LikelihoodFit, TheErrorOfTheModelIsAPowerPerSample) {
+  for (const int numRows : {1, 4}) {
+    const std::vector<double> f = {0.1, 0.1 + 10.0 / 64.0};
+    LikelihoodSettings how = rows(numRows);
+    how.modelError = 1e-2;
+    LikelihoodFit fit(range(0, 63), {}, how);
+    fit.fit(channel(range(0, 63), f, {1.0, 0.1}, 100.0, 15, numRows), f);
+    ASSERT_EQ(fit.paths().size(), 2U);
+    const double threshold = flightpath::pathThreshold(1e-3, 64.0, numRows);
+    const double degrees = 64.0 * numRows - 2.0 * (numRows + 0.5);
+    EXPECT_NEAR(fit.report().weakest * threshold / degrees, std::log(2.0), 0.01 * std::log(2.0));
   }
 }
 

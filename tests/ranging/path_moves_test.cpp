@@ -64,6 +64,9 @@ TEST(PathMoves, StartsThatAreAloneInTheirPlaceAreTaken) {
   narrow.begin(channel.samples, std::vector<double>{0.101, 0.3, -0.899});
   ASSERT_EQ(narrow.fit().numPaths(), 1);
   EXPECT_NEAR(narrow.fit().frequencies()[0], 0.1, 0.1 * cell);
+  narrow.begin(channel.samples, std::vector<double>{-0.899});
+  ASSERT_EQ(narrow.fit().numPaths(), 1);
+  EXPECT_NEAR(narrow.fit().frequencies()[0], 0.1, 0.1 * cell) << "from an alias of the start";
 }
 
 // EXACT: no more than there is room for.

@@ -14,7 +14,8 @@ namespace flightpath {
 ///
 ///   n sqrt(pi / 3) t^(M - 1/2) exp(-t) / Gamma(M) = falseAlarm
 ///
-/// for n independent delays; n sqrt(pi t / 3) exp(-t) for one row.
+/// for n independent delays; n sqrt(pi t / 3) exp(-t) for one row. Where tones lie in far blocks the
+/// crossings come in clusters, and the probability is below that.
 ///
 /// Source: R. B. Davies, Hypothesis testing when a nuisance parameter is present only under the
 /// alternative, Biometrika 74(1), 1987, for the rate of the crossings; B. Mamandipoor, D. Ramasamy,
