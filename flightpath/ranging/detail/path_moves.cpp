@@ -80,7 +80,7 @@ bool PathMoves::add() {
 
 void PathMoves::undo() {
   std::swap(current_, base_);
-  isSearched_ = true;  // the peaks are still those that `add` looked for
+  isSearched_ = false;
 }
 
 void PathMoves::tryPeaks() {
