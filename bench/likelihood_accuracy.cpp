@@ -28,7 +28,7 @@
 #include <string>
 #include <vector>
 
-#include "flightpath/ranging/detail/likelihood_fit.h"
+#include "flightpath/likelihood/likelihood_fit.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "flightpath/ranging/detail/likelihood_fit.h"
+#include "flightpath/likelihood/likelihood_fit.h"
 #include "flightpath/ranging/ranger.h"
 #include "simulated_channel.h"
 #include "tests/support/replaced_new.h"

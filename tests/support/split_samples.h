@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flightpath/ranging/detail/split_rows.h"
+#include "flightpath/likelihood/split_rows.h"
 #include "tests/support/slow_likelihood.h"
 
 namespace support {
