@@ -17,12 +17,12 @@
 
 #include "flightpath/ranging/detail/lagged_products.h"
 #include "flightpath/ranging/detail/leading_eigenpairs.h"
-#include "flightpath/ranging/detail/plain_matrices.h"
 #include "flightpath/ranging/detail/real_gram.h"
 #include "flightpath/ranging/detail/signal_space.h"
 #include "flightpath/rules/subvector_length.h"
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
+#include "flightpath/toolbox/detail/plain_matrices.h"
 #include "simulated_channel.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "flightpath/ranging/detail/small_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 namespace flightpath {
 namespace {

@@ -6,7 +6,7 @@
 #include <limits>
 #include <numbers>
 
-#include "flightpath/ranging/detail/small_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 namespace flightpath {
 namespace {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstddef>
 
-#include "flightpath/ranging/detail/small_matrices.h"
 #include "flightpath/rules/count_limits.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 namespace flightpath {
 namespace {

@@ -1,11 +1,11 @@
-#include "flightpath/ranging/detail/small_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 #include <cmath>
 #include <cstddef>
 
-#include "flightpath/ranging/detail/plain_matrices.h"
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
+#include "flightpath/toolbox/detail/plain_matrices.h"
 
 namespace flightpath {
 namespace {

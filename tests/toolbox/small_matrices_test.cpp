@@ -1,4 +1,4 @@
-#include "flightpath/ranging/detail/small_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-#include "flightpath/ranging/detail/small_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 // A NaN is never small enough to be left alone: the number of sweeps is what ends the rotations.
 TEST(SymmetricEigen, OfAMatrixWithANaNEndsAndIsNaN) {

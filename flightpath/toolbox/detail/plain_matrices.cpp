@@ -1,4 +1,4 @@
-#include "flightpath/ranging/detail/plain_matrices.h"
+#include "flightpath/toolbox/detail/plain_matrices.h"
 
 #include <algorithm>
 #include <cmath>

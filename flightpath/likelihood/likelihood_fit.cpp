@@ -1,0 +1,201 @@
+#include "flightpath/likelihood/likelihood_fit.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+
+namespace flightpath {
+namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+/// Below this power of two samples keep the scale of it: its inverse is still a finite number.
+constexpr int leastExponent = -1000;
+
+/// Where two paths stand for the shape of one, their delays are not determined. This makes their
+/// deviations large, and leaves those of the others what they are.
+constexpr double dampingOfSingular = 1e-9;
+
+std::complex<double> toDouble(creal32_T z) { return {z.re, z.im}; }
+std::complex<double> toDouble(std::complex<double> z) { return z; }
+
+const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
+  if (!(settings.falseAlarm > 0.0) || !(settings.falseAlarm < 1.0)) {
+    throw std::invalid_argument("FalseAlarm is not above 0 and below 1");
+  }
+  if (!(settings.modelError >= 0.0) || !std::isfinite(settings.modelError)) {
+    throw std::invalid_argument("ModelError is not a power");
+  }
+  if (settings.numPaths && *settings.numPaths < 0) {
+    throw std::invalid_argument("NumSignals is below 0");
+  }
+  if (settings.snapshots < 1) {
+    throw std::invalid_argument("Snapshots is below 1");
+  }
+  return settings;
+}
+
+DelayWindow window(const LikelihoodSettings& settings, int stride) {
+  if (!settings.earliest && !settings.latest) {
+    return {};
+  }
+  const double first = settings.earliest.value_or(-infinity) * stride;
+  const double last = settings.latest.value_or(infinity) * stride;
+  if (std::isfinite(first) && std::isfinite(last) && first < last) {
+    return {first, last - first};
+  }
+  if (std::isfinite(first) && last == infinity) {
+    return {first, 1.0};
+  }
+  if (first == -infinity && std::isfinite(last)) {
+    return {last - 1.0, 1.0};
+  }
+  throw std::invalid_argument("EarliestDistance and LatestDistance enclose nothing");
+}
+
+LikelihoodSearch::Rules rules(const LikelihoodSettings& settings) {
+  return {settings.falseAlarm, settings.modelError, settings.numPaths};
+}
+
+}  // namespace
+
+LikelihoodFit::LikelihoodFit(std::span<const int> tones, std::span<const double> weights,
+                             const LikelihoodSettings& settings)
+    : tones_(tones, weights),
+      numRows_(checked(settings).snapshots),
+      window_(window(settings, tones_.stride())),
+      search_(tones_, numRows_, window_, rules(settings)),
+      profile_(tones_, numRows_, search_.mostPaths()),
+      equations_(search_.mostPaths()),
+      samples_(numRows_, tones_.count()) {
+  const auto most = static_cast<std::size_t>(search_.mostPaths());
+  order_.reserve(most);
+  paths_.reserve(most);
+  covariance_.resize(most * most);
+  start_.reserve(most);
+}
+
+void LikelihoodFit::fit(std::span<const creal32_T> samples, std::span<const double> start) {
+  fitSamples(samples, start);
+}
+
+void LikelihoodFit::fit(std::span<const std::complex<double>> samples,
+                        std::span<const double> start) {
+  fitSamples(samples, start);
+}
+
+template <class Sample>
+void LikelihoodFit::fitSamples(std::span<const Sample> samples, std::span<const double> start) {
+  assert(samples.size() == samples_.re.size());
+  paths_.clear();
+  order_.clear();
+  fit_ = nullptr;
+  report_ = {0.0, notANumber, notANumber, notANumber};
+  if (!load(samples)) {
+    return;
+  }
+  start_.clear();
+  for (std::size_t i = 0; i < std::min(start.size(), start_.capacity()); ++i) {
+    start_.push_back(start[i] * tones_.stride());
+  }
+  fit_ = &search_.search(samples_, start_);
+  order();
+  findCovariance();
+  describe();
+}
+
+/// The samples, brought to about 1 by a power of two, times the roots of the weights. False, with the
+/// report's noise power, where there is nothing to fit.
+template <class Sample>
+bool LikelihoodFit::load(std::span<const Sample> samples) {
+  double largest = 0.0;
+  for (const Sample& sample : samples) {
+    const std::complex<double> z = toDouble(sample);
+    if (!std::isfinite(z.real()) || !std::isfinite(z.imag())) {
+      report_.noisePower = notANumber;
+      return false;
+    }
+    largest = std::max({largest, std::fabs(z.real()), std::fabs(z.imag())});
+  }
+  int exponent = 0;
+  std::frexp(largest, &exponent);
+  scale_ = std::ldexp(1.0, 1 - std::max(exponent, leastExponent));
+  const std::span<const double> roots = tones_.rootsOfWeights();
+  for (std::size_t k = 0; k < samples.size(); ++k) {
+    const std::complex<double> z = toDouble(samples[k]);
+    const double factor = scale_ * roots[k % roots.size()];
+    samples_.re[k] = factor * z.real();
+    samples_.im[k] = factor * z.imag();
+  }
+  return largest > 0.0;
+}
+
+/// From the earliest path to the latest.
+void LikelihoodFit::order() {
+  const std::span<const double> f = fit_->frequencies();
+  order_.resize(f.size());
+  std::iota(order_.begin(), order_.end(), 0);
+  std::ranges::sort(order_, {},
+                    [&](int p) { return window_.wrap(f[static_cast<std::size_t>(p)]); });
+}
+
+/// sigma^2 / 2 times the inverse of the curvature: the Fisher information with the amplitudes unknown.
+///
+/// Source: P. Stoica, A. Nehorai, MUSIC, maximum likelihood, and Cramer-Rao bound, IEEE Trans.
+/// Acoust., Speech, Signal Process. 37(5), 1989.
+void LikelihoodFit::findCovariance() {
+  const int n = fit_->numPaths();
+  const auto rows = static_cast<std::size_t>(n);
+  fit_->differentiate();
+  if (!equations_.factor(fit_->curvature(), n) &&
+      !equations_.factor(fit_->curvature(), n, dampingOfSingular)) {
+    std::fill_n(covariance_.begin(), rows * rows, infinity);
+    return;
+  }
+  const double perFrequency = tones_.stride();
+  const double factor = 0.5 * fit_->noisePower() / (perFrequency * perFrequency);
+  for (std::size_t p = 0; p < rows; ++p) {
+    double* const column = &covariance_[p * rows];
+    std::fill_n(column, rows, 0.0);
+    column[p] = 1.0;
+    equations_.solve(column);
+    std::transform(column, column + rows, column, [=](double v) { return factor * v; });
+  }
+}
+
+void LikelihoodFit::describe() {
+  const std::span<const double> f = fit_->frequencies();
+  for (std::size_t i = 0; i < order_.size(); ++i) {
+    const int p = order_[i];
+    const auto at = static_cast<int>(i);
+    paths_.push_back({window_.wrap(f[static_cast<std::size_t>(p)]) / tones_.stride(),
+                      std::sqrt(covariance(at, at)), fit_->meanPower(p) / scale_ / scale_});
+  }
+  const double noise = fit_->noisePower() / tones_.weightScale();
+  const LikelihoodSearch::Margins margins = search_.margins();
+  report_ = {noise / scale_ / scale_, search_.structure(), margins.weakest, margins.next};
+}
+
+std::complex<double> LikelihoodFit::amplitude(int p, int row) const {
+  return fit_->amplitude(order_[static_cast<std::size_t>(p)], row) / scale_;
+}
+
+double LikelihoodFit::covariance(int p, int q) const {
+  const auto row = static_cast<std::size_t>(order_[static_cast<std::size_t>(p)]);
+  const auto column = static_cast<std::size_t>(order_[static_cast<std::size_t>(q)]);
+  return covariance_[column * order_.size() + row];
+}
+
+DelayInterval LikelihoodFit::interval(int p, double level) {
+  const double stride = tones_.stride();
+  const double deviation = paths_[static_cast<std::size_t>(p)].deviation * stride;
+  const DelayInterval found = profile_.find(*fit_, samples_, order_[static_cast<std::size_t>(p)],
+                                            deviation, level, search_.refinement());
+  return {found.earliest / stride, found.latest / stride};
+}
+
+}  // namespace flightpath

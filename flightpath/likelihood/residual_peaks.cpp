@@ -1,0 +1,173 @@
+#include "flightpath/likelihood/residual_peaks.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <new>
+#include <numeric>
+
+#include "flightpath/spectrum/detail/fftw_calls.h"
+
+namespace flightpath {
+namespace {
+
+constexpr std::size_t pointsPerCell = 4;
+constexpr std::size_t shortestTransform = 32;
+
+/// A steering vector of which less than this lies off the paths of the fit is one of them.
+constexpr float leastShare = 1e-3F;
+
+/// From this sidelobe on, of the main lobe's power, the tallest peak alone is not to be trusted; a set
+/// without gaps has 0.05, and random gaps stay below 0.2.
+constexpr double highSidelobe = 0.3;
+constexpr std::size_t mostPeaks = 4;
+
+coder::internal::fft::fftw::PlanSpec transform(std::size_t n, const creal32_T* in,
+                                               const creal32_T* out) {
+  coder::internal::fft::fftw::PlanSpec spec;
+  spec.rank = 1;
+  spec.howmanyRank = 1;
+  spec.sign = fftw::forward;
+  spec.flags = fftw::estimatePreservingInput;
+  spec.inputAlignment = fftw::alignmentOf(in);
+  spec.outputAlignment = fftw::alignmentOf(out);
+  spec.dims.data[0] = {static_cast<std::int32_t>(n), 1, 1};
+  spec.howmanyDims.data[0] = {1, 1, 1};
+  return spec;
+}
+
+/// The median of the mean of M unit exponentials, by Wilson and Hilferty's cube; exact for one.
+double medianOfMean(int M) {
+  const double root = 1.0 - 1.0 / (9.0 * M);
+  return M == 1 ? std::log(2.0) : root * root * root;
+}
+
+}  // namespace
+
+ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const DelayWindow& window)
+    : tones_(tones),
+      numRows_(numRows),
+      window_(window),
+      in_(std::max(shortestTransform,
+                   std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
+      out_(in_.size()),
+      powers_(in_.size()),
+      explained_(in_.size()),
+      falls_(in_.size()),
+      sorted_(in_.size()),
+      inWindow_(in_.size()),
+      basis_(mostPaths, tones.count()) {
+  peaks_.reserve(mostPeaks + 1);
+  plan_ = fftw::plan(transform(in_.size(), in_.data(), out_.data()), in_.data(), out_.data());
+  if (plan_ == nullptr) {
+    throw std::bad_alloc();
+  }
+  for (std::size_t i = 0; i < in_.size(); ++i) {
+    inWindow_[i] = window_.contains(frequency(i)) ? 1 : 0;
+  }
+  findSidelobes();
+}
+
+ResidualPeaks::~ResidualPeaks() { fftw::destroy(plan_); }
+
+/// The transform's sum over exp(-i 2 pi j k / n) is s^H at minus j / n.
+double ResidualPeaks::frequency(std::size_t point) const {
+  return window_.wrap(-static_cast<double>(point) / static_cast<double>(in_.size()));
+}
+
+/// Adds |s(f)^H vector|^2 on the grid; the vector carries the roots of the weights already.
+void ResidualPeaks::addSpectrum(SplitVector vector, std::vector<float>& powers) {
+  const std::span<const int> positions = tones_.positions();
+  const std::span<const double> roots = tones_.rootsOfWeights();
+  for (std::size_t k = 0; k < positions.size(); ++k) {
+    in_[static_cast<std::size_t>(positions[k])] = {static_cast<float>(roots[k] * vector.re[k]),
+                                                   static_cast<float>(roots[k] * vector.im[k])};
+  }
+  fftw::execute(plan_, in_.data(), out_.data());
+  for (std::size_t i = 0; i < powers.size(); ++i) {
+    powers[i] += out_[i].re * out_[i].re + out_[i].im * out_[i].im;
+  }
+}
+
+/// Looks at the transform of the weights: the inner product of steering vectors over their distance.
+void ResidualPeaks::findSidelobes() {
+  std::vector<double> zeros(tones_.rootsOfWeights().size());
+  addSpectrum({tones_.rootsOfWeights().data(), zeros.data()}, powers_);
+  const double high = highSidelobe * tones_.moment(0) * tones_.moment(0);
+  const std::size_t n = powers_.size();
+  for (std::size_t i = 1; i + 1 < n; ++i) {
+    const double at = static_cast<double>(i) / static_cast<double>(n);
+    const double distance = cyclicDistance(at, 0.0);
+    const bool isPeak = powers_[i] >= powers_[i - 1] && powers_[i] > powers_[i + 1];
+    if (distance > tones_.cell() && distance <= window_.width() && isPeak && powers_[i] > high) {
+      sidelobes_.push_back(at < 0.5 ? at : at - 1.0);
+    }
+  }
+}
+
+/// S = Q L^H: Q from the factor of S^H S.
+void ResidualPeaks::orthonormalise(const PathFit& fit) {
+  const int n = tones_.count();
+  for (int j = 0; j < fit.numPaths(); ++j) {
+    double* const re = &basis_.re[basis_.start(j)];
+    double* const im = &basis_.im[basis_.start(j)];
+    std::copy_n(fit.steering(j).re, n, re);
+    std::copy_n(fit.steering(j).im, n, im);
+    for (int l = 0; l < j; ++l) {
+      subtractMultiple(n, std::conj(fit.gram()(j, l)), basis_.row(l), re, im);
+    }
+    const double scale = 1.0 / fit.gram()(j, j).real();
+    for (int k = 0; k < n; ++k) {
+      re[k] *= scale;
+      im[k] *= scale;
+    }
+  }
+}
+
+std::span<const ResidualPeaks::Peak> ResidualPeaks::find(const PathFit& fit) {
+  std::ranges::fill(powers_, 0.0F);
+  std::ranges::fill(explained_, 0.0F);
+  for (int m = 0; m < numRows_; ++m) {
+    addSpectrum(fit.residual().row(m), powers_);
+  }
+  orthonormalise(fit);
+  for (int j = 0; j < fit.numPaths(); ++j) {
+    addSpectrum(basis_.row(j), explained_);
+  }
+  const auto whole = static_cast<float>(tones_.moment(0));
+  for (std::size_t i = 0; i < falls_.size(); ++i) {
+    const float left = whole - explained_[i];
+    falls_[i] = inWindow_[i] != 0 && left > leastShare * whole ? powers_[i] / left : 0.0F;
+  }
+  peaks_.clear();
+  for (std::size_t i = 0; i < falls_.size(); ++i) {
+    const std::size_t before = (i + falls_.size() - 1) % falls_.size();
+    const std::size_t after = (i + 1) % falls_.size();
+    if (falls_[i] > 0.0F && falls_[i] >= falls_[before] && falls_[i] > falls_[after]) {
+      insert(i, falls_[i]);
+    }
+  }
+  return peaks_;
+}
+
+/// Keeps the peaks in the order of their heights, equal ones as they come.
+void ResidualPeaks::insert(std::size_t point, float fall) {
+  const std::size_t most = hasHighSidelobes() ? mostPeaks : 1;
+  if (peaks_.size() == most && !(fall > peaks_.back().fall)) {
+    return;
+  }
+  const auto place = std::ranges::find_if(peaks_, [fall](const Peak& p) { return p.fall < fall; });
+  peaks_.insert(place, {frequency(point), fall});
+  peaks_.resize(std::min(peaks_.size(), most));
+}
+
+double ResidualPeaks::structure() {
+  std::ranges::copy(powers_, sorted_.begin());
+  const auto middle = sorted_.begin() + static_cast<std::ptrdiff_t>(sorted_.size() / 2);
+  std::ranges::nth_element(sorted_, middle);
+  const double mean =
+      std::accumulate(powers_.begin(), powers_.end(), 0.0) / static_cast<double>(powers_.size());
+  return mean * medianOfMean(numRows_) / *middle;
+}
+
+}  // namespace flightpath

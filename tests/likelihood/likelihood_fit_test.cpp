@@ -1,0 +1,534 @@
+#include "flightpath/likelihood/likelihood_fit.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "flightpath/likelihood/path_test.h"
+#include "tests/support/same_bits.h"
+#include "tests/support/slow_likelihood.h"
+#include "tests/support/tones.h"
+
+using flightpath::LikelihoodFit;
+using flightpath::LikelihoodSettings;
+using support::range;
+
+namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+using Samples = std::vector<std::complex<double>>;
+
+const std::vector<double> easy = {0.0125, 0.034375, 0.0625};
+const std::vector<double> three = {1.0, 0.7, 0.5};
+
+Samples flat(const support::SlowLikelihood& model) {
+  Samples all;
+  for (const auto& row : model.rows) {
+    all.insert(all.end(), row.begin(), row.end());
+  }
+  return all;
+}
+
+Samples channel(const std::vector<int>& tones, const std::vector<double>& f,
+                const std::vector<double>& amplitudes, double snr_dB, unsigned seed,
+                int numRows = 1) {
+  std::mt19937_64 random(seed);
+  return flat(support::drawChannel(tones, {}, f, amplitudes, std::pow(10.0, -snr_dB / 10.0),
+                                   numRows, random));
+}
+
+LikelihoodSettings forced(int count) {
+  LikelihoodSettings how;
+  how.numPaths = count;
+  return how;
+}
+
+LikelihoodSettings rows(int count) {
+  LikelihoodSettings how;
+  how.snapshots = count;
+  return how;
+}
+
+std::vector<double> frequencies(const LikelihoodFit& fit) {
+  std::vector<double> f;
+  for (const auto& path : fit.paths()) {
+    f.push_back(path.frequency);
+  }
+  return f;
+}
+
+/// Everything that a fit says, in one list.
+std::vector<double> everything(LikelihoodFit& fit, int numRows) {
+  std::vector<double> all = {fit.report().noisePower, fit.report().structure, fit.report().weakest,
+                             fit.report().next};
+  const int K = static_cast<int>(fit.paths().size());
+  for (int p = 0; p < K; ++p) {
+    const auto& path = fit.paths()[static_cast<std::size_t>(p)];
+    all.insert(all.end(), {path.frequency, path.deviation, path.power});
+    for (int q = 0; q < K; ++q) {
+      all.push_back(fit.covariance(p, q));
+    }
+    for (int m = 0; m < numRows; ++m) {
+      all.push_back(fit.amplitude(p, m).real());
+      all.push_back(fit.amplitude(p, m).imag());
+    }
+    const auto interval = fit.interval(p, 0.9);
+    all.insert(all.end(), {interval.earliest, interval.latest});
+  }
+  return all;
+}
+
+void expectSameBits(const std::vector<double>& a, const std::vector<double>& b) {
+  ASSERT_EQ(a.size(), b.size());
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    EXPECT_TRUE(support::sameBits(a[i], b[i])) << i << ": " << a[i] << " and " << b[i];
+  }
+}
+
+std::string refusal(const LikelihoodSettings& how) {
+  try {
+    const LikelihoodFit fit(range(0, 7), {}, how);
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+  return "";
+}
+
+}  // namespace
+
+// MODEL: 20 dB; five deviations of the fit itself.
+TEST(LikelihoodFit, PathsComeFromTheEarliestToTheLatestWhereverTheStartHasThem) {
+  const Samples x = channel(range(0, 63), easy, three, 20.0, 1);
+  LikelihoodFit fit(range(0, 63), {}, {});
+  for (const std::vector<double>& start :
+       {std::vector<double>{}, std::vector<double>{0.0625, 0.0125, 0.0344},
+        std::vector<double>{0.0345, -0.9874}, std::vector<double>{0.3, 0.1, -0.2}}) {
+    fit.fit(x, start);
+    ASSERT_EQ(fit.paths().size(), 3U);
+    for (std::size_t p = 0; p < 3; ++p) {
+      EXPECT_NEAR(fit.paths()[p].frequency, easy[p], 5 * fit.paths()[p].deviation);
+      EXPECT_NEAR(fit.paths()[p].power, three[p] * three[p], 0.2);
+    }
+  }
+}
+
+// EXACT: a power of two in the samples' unit is one in the answers'.
+TEST(LikelihoodFit, TheUnitOfTheSamplesDoesNotMatter) {
+  const Samples x = channel(range(0, 63), easy, three, 15.0, 2, 2);
+  LikelihoodFit fit(range(0, 63), {}, rows(2));
+  fit.fit(x, easy);
+  const std::vector<double> f = frequencies(fit);
+  const auto first = fit.paths()[0];
+  const auto report = fit.report();
+  const std::complex<double> amplitude = fit.amplitude(1, 1);
+  for (const int exponent : {-400, -66, 1, 66, 400}) {
+    Samples scaled = x;
+    for (auto& z : scaled) {
+      z = {std::ldexp(z.real(), exponent), std::ldexp(z.imag(), exponent)};
+    }
+    fit.fit(scaled, easy);
+    EXPECT_EQ(frequencies(fit), f) << exponent;
+    EXPECT_EQ(fit.paths()[0].deviation, first.deviation);
+    EXPECT_EQ(fit.paths()[0].power, std::ldexp(first.power, 2 * exponent));
+    EXPECT_EQ(fit.report().noisePower, std::ldexp(report.noisePower, 2 * exponent));
+    EXPECT_EQ(fit.report().weakest, report.weakest);
+    EXPECT_EQ(fit.report().structure, report.structure);
+    EXPECT_EQ(fit.amplitude(1, 1).real(), std::ldexp(amplitude.real(), exponent));
+  }
+}
+
+// MODEL: samples of the smallest numbers that there are, which have no inverse.
+TEST(LikelihoodFit, SubnormalSamplesAreFitted) {
+  Samples x = channel(range(0, 31), {0.1}, {1.0}, 30.0, 2);
+  for (auto& z : x) {
+    z *= 1e-310;
+  }
+  LikelihoodFit fit(range(0, 31), {}, {});
+  fit.fit(x, {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  EXPECT_NEAR(fit.paths()[0].frequency, 0.1, 1e-3);
+}
+
+// EXACT: single precision widened.
+TEST(LikelihoodFit, SamplesInSinglePrecisionAreThoseInDouble) {
+  std::vector<creal32_T> single;
+  Samples wide;
+  for (const auto z : channel(range(0, 63), easy, three, 20.0, 3)) {
+    single.push_back({static_cast<float>(z.real()), static_cast<float>(z.imag())});
+    wide.emplace_back(single.back().re, single.back().im);
+  }
+  LikelihoodFit fit(range(0, 63), {}, {});
+  fit.fit(single, easy);
+  const std::vector<double> expected = everything(fit, 1);
+  fit.fit(wide, easy);
+  expectSameBits(everything(fit, 1), expected);
+}
+
+// EXACT: nothing of one measurement is left for the next.
+TEST(LikelihoodFit, TheSameSamplesGiveTheSameBitsWhateverWasFittedBefore) {
+  for (const std::vector<int>& tones : {range(0, 63), range(0, 23), support::twoBlocks()}) {
+    for (const int numRows : {1, 2}) {
+      LikelihoodFit used(tones, {}, rows(numRows));
+      for (unsigned seed = 0; seed < 6; ++seed) {
+        const double snr_dB = 10.0 * (seed % 4);
+        const Samples x = channel(tones, easy, three, snr_dB, seed, numRows);
+        const std::vector<double> start =
+            seed % 2 == 0 ? std::vector<double>{} : std::vector<double>{0.01, 0.2};
+        LikelihoodFit fresh(tones, {}, rows(numRows));
+        fresh.fit(x, start);
+        used.fit(x, start);
+        expectSameBits(everything(used, numRows), everything(fresh, numRows));
+      }
+    }
+  }
+}
+
+// EXACT
+TEST(LikelihoodFit, WhatCannotBeFittedHasNoPath) {
+  struct Row {
+    std::complex<double> sample;
+    double noisePower;
+  };
+  const Samples good = channel(range(0, 15), {0.1}, {1.0}, 20.0, 4);
+  for (const LikelihoodSettings& how : {LikelihoodSettings(), forced(3)}) {
+    LikelihoodFit fit(range(0, 15), {}, how);
+    fit.fit(good, {});
+    const std::vector<double> expected = everything(fit, 1);
+    for (const double bad : {notANumber, infinity, -infinity}) {
+      for (const std::size_t at : {std::size_t{0}, std::size_t{15}}) {
+        Samples broken = good;
+        broken[at] = at == 0 ? std::complex<double>(bad, 0.0) : std::complex<double>(0.0, bad);
+        fit.fit(broken, easy);
+        EXPECT_TRUE(fit.paths().empty());
+        EXPECT_TRUE(std::isnan(fit.report().noisePower));
+        EXPECT_TRUE(std::isnan(fit.report().next));
+      }
+    }
+    fit.fit(Samples(16), easy);
+    EXPECT_TRUE(fit.paths().empty());
+    EXPECT_EQ(fit.report().noisePower, 0.0);
+    fit.fit(good, {});
+    expectSameBits(everything(fit, 1), expected);
+  }
+}
+
+// EXACT: one tone has no delay, and its power is all noise.
+TEST(LikelihoodFit, OneToneHasNoPath) {
+  for (const LikelihoodSettings& how : {LikelihoodSettings(), forced(1)}) {
+    LikelihoodFit fit(range(7, 7), {}, how);
+    fit.fit(Samples{{3.0, 4.0}}, std::vector<double>{0.1});
+    EXPECT_TRUE(fit.paths().empty());
+    EXPECT_EQ(fit.report().noisePower, 25.0);
+    EXPECT_TRUE(std::isnan(fit.report().next)) << "nothing was tried";
+  }
+}
+
+// EXACT for the counts: K (M + 1/2) < M N and K < N.
+TEST(LikelihoodFit, AForcedCountIsWhatTheTonesCanCarryAtMost) {
+  struct Row {
+    int N, M, forced, expected;
+  };
+  for (const Row& row : {Row{2, 1, 1, 1}, Row{2, 1, 5, 1}, Row{3, 1, 2, 1}, Row{4, 1, 9, 2},
+                         Row{5, 1, 9, 3}, Row{16, 1, 0, 0}, Row{16, 1, 1, 1}, Row{16, 1, 4, 4},
+                         Row{16, 1, 40, 10}, Row{4, 3, 9, 3}, Row{64, 1, 30, 30}}) {
+    const Samples x = channel(range(0, row.N - 1), {0.1, 0.3}, {1.0, 0.8}, 5.0, 5, row.M);
+    LikelihoodSettings how = forced(row.forced);
+    how.snapshots = row.M;
+    LikelihoodFit fit(range(0, row.N - 1), {}, how);
+    fit.fit(x, {});
+    EXPECT_EQ(static_cast<int>(fit.paths().size()), row.expected) << row.N << ", " << row.forced;
+    fit.fit(x, std::vector<double>{-0.4, -0.3, -0.2, 0.0, 0.1, 0.2});
+    EXPECT_EQ(static_cast<int>(fit.paths().size()), row.expected) << row.N << ", with a start";
+    EXPECT_TRUE(std::isnan(fit.report().weakest));
+  }
+}
+
+// MODEL: noise-free samples, in double and as a float rounds them: the paths themselves, and none of the
+// rounding.
+TEST(LikelihoodFit, RoundingIsNoPath) {
+  for (const std::vector<double>& f : {std::vector<double>{0.0}, easy}) {
+    const Samples x = channel(range(0, 63), f, three, 5000.0, 6);
+    std::vector<creal32_T> single;
+    for (const auto z : x) {
+      single.push_back({static_cast<float>(z.real()), static_cast<float>(z.imag())});
+    }
+    LikelihoodFit fit(range(0, 63), {}, {});
+    fit.fit(x, {});
+    ASSERT_EQ(fit.paths().size(), f.size());
+    for (std::size_t p = 0; p < f.size(); ++p) {
+      EXPECT_NEAR(fit.paths()[p].frequency, f[p], 1e-12);
+    }
+    fit.fit(single, {});
+    ASSERT_EQ(fit.paths().size(), f.size());
+    for (std::size_t p = 0; p < f.size(); ++p) {
+      EXPECT_NEAR(fit.paths()[p].frequency, f[p], 1e-7);
+    }
+  }
+}
+
+// MODEL: 30 dB; the answer is the alias within the window, and a path outside is not one of them.
+TEST(LikelihoodFit, AnswersLieInTheWindow) {
+  const Samples x = channel(range(0, 63), {0.1, 0.3}, {1.0, 0.8}, 30.0, 7);
+  LikelihoodSettings how;
+  how.earliest = 0.25;
+  how.latest = 0.4;
+  LikelihoodFit second(range(0, 63), {}, how);
+  second.fit(x, std::vector<double>{0.1, 0.3});
+  for (const auto& path : second.paths()) {
+    EXPECT_GE(path.frequency, 0.25);
+    EXPECT_LE(path.frequency, 0.4);
+  }
+  how.earliest = 3.0;
+  how.latest = {};
+  LikelihoodFit later(range(0, 63), {}, how);
+  later.fit(x, {});
+  ASSERT_EQ(later.paths().size(), 2U);
+  EXPECT_NEAR(later.paths()[0].frequency, 3.1, 0.001);
+  EXPECT_NEAR(later.paths()[1].frequency, 3.3, 0.001);
+  how.earliest = {};
+  how.latest = 0.2;
+  LikelihoodFit earlier(range(0, 63), {}, how);
+  earlier.fit(x, {});
+  ASSERT_EQ(earlier.paths().size(), 2U);
+  EXPECT_NEAR(earlier.paths()[0].frequency, -0.7, 0.001);
+  EXPECT_NEAR(earlier.paths()[1].frequency, 0.1, 0.001);
+}
+
+// MODEL: the same channel over every fourth tone has a quarter of the period, in the same unit.
+TEST(LikelihoodFit, FrequenciesArePerIndexWhateverTheStride) {
+  const Samples x = channel(range(0, 252, 4), {0.1, 0.13}, {1.0, 0.8}, 30.0, 8);
+  LikelihoodFit fit(range(0, 252, 4), {}, {});
+  for (const std::vector<double>& start : {std::vector<double>{}, std::vector<double>{0.1, 0.38}}) {
+    fit.fit(x, start);
+    ASSERT_EQ(fit.paths().size(), 2U);
+    const std::vector<double> expected = {0.13 - 0.25, 0.1};
+    for (std::size_t p = 0; p < 2; ++p) {
+      EXPECT_NEAR(fit.paths()[p].frequency, expected[p], 5 * fit.paths()[p].deviation);
+      EXPECT_LT(fit.paths()[p].deviation, 1e-4);
+      const auto interval = fit.interval(static_cast<int>(p), 0.6827);
+      EXPECT_NEAR(interval.latest - interval.earliest, 2 * fit.paths()[p].deviation,
+                  0.2 * fit.paths()[p].deviation);
+    }
+  }
+}
+
+// BOUND: 1e-9 relative: the inverse of the dense model's Fisher matrix at the answer.
+TEST(LikelihoodFit, TheCovarianceIsTheInverseOfTheFisherInformation) {
+  std::mt19937_64 random(9);
+  const std::vector<double> f = {0.0125, 0.0225};
+  const auto model = support::drawChannel(range(0, 63), {}, f, {1.0, 0.7}, 1e-2, 2, random);
+  LikelihoodFit fit(range(0, 63), {}, rows(2));
+  fit.fit(flat(model), f);
+  ASSERT_EQ(fit.paths().size(), 2U);
+  const std::vector<double> at = frequencies(fit);
+  double H[2][2];
+  for (std::size_t p = 0; p < 2; ++p) {
+    for (std::size_t q = 0; q < 2; ++q) {
+      const auto d = support::projectedOff(model.basis(at), model.derivative(at[q]));
+      std::complex<double> amplitudes;
+      for (int m = 0; m < 2; ++m) {
+        amplitudes += std::conj(fit.amplitude(static_cast<int>(p), m)) *
+                      fit.amplitude(static_cast<int>(q), m);
+      }
+      H[p][q] = (support::innerProduct(model.derivative(at[p]), d) * amplitudes).real();
+    }
+  }
+  const double noise = model.cost(at) / (2 * 64 - 2 * 2.5);
+  EXPECT_NEAR(fit.report().noisePower / noise, 1.0, 1e-9);
+  const double factor = 0.5 * noise / (H[0][0] * H[1][1] - H[0][1] * H[1][0]);
+  EXPECT_NEAR(fit.covariance(0, 0) / (factor * H[1][1]), 1.0, 1e-9);
+  EXPECT_NEAR(fit.covariance(1, 1) / (factor * H[0][0]), 1.0, 1e-9);
+  EXPECT_NEAR(fit.covariance(0, 1) / (-factor * H[0][1]), 1.0, 1e-7);
+  EXPECT_EQ(fit.covariance(0, 1), fit.covariance(1, 0));
+  EXPECT_EQ(fit.paths()[1].deviation, std::sqrt(fit.covariance(1, 1)));
+}
+
+// MODEL: a line that disperses, at 77 dB, takes paths in pairs that cancel, whose delays are not
+// determined. That is said of these alone: an error of the model in place of them leaves the line.
+TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesDeviationsFinite) {
+  std::mt19937_64 random(1);
+  std::normal_distribution<double> normal(0.0, 1e-4);
+  Samples x;
+  for (int k = 0; k < 64; ++k) {
+    const double u = (k - 31.5) / 64.0;
+    const double re = normal(random);
+    x.push_back(std::polar(1.0, -2.0 * std::numbers::pi * 0.1 * k + 3.0 * u * u) +
+                std::complex<double>(re, normal(random)));
+  }
+  LikelihoodFit fit(range(0, 63), {}, {});
+  fit.fit(x, {});
+  EXPECT_GT(fit.paths().size(), 3U);
+  double largest = 0.0;
+  for (const auto& path : fit.paths()) {
+    EXPECT_TRUE(std::isfinite(path.deviation));
+    EXPECT_GT(path.deviation, 0.0);
+    largest = std::max(largest, path.deviation);
+  }
+  EXPECT_GT(largest, 1.0 / 64.0) << "a cell";
+  LikelihoodSettings how;
+  how.modelError = 0.1;
+  LikelihoodFit tolerant(range(0, 63), {}, how);
+  tolerant.fit(x, {});
+  ASSERT_EQ(tolerant.paths().size(), 1U);
+  EXPECT_NEAR(tolerant.paths()[0].frequency, 0.1, 0.1 / 64.0);
+  EXPECT_GT(tolerant.report().structure, 5.0);
+}
+
+// BOUND: 1e-9; a weight of w is the noise of w measurements of that tone, and all weights may be scaled.
+TEST(LikelihoodFit, WeightsAreTheInverseNoisePowersInAnyUnit) {
+  std::mt19937_64 random(10);
+  std::vector<double> weights;
+  for (int k = 0; k < 64; ++k) {
+    weights.push_back(k % 3 == 0 ? 4.0 : 0.5);
+  }
+  const auto model = support::drawChannel(range(0, 63), weights, easy, three, 1e-2, 2, random);
+  LikelihoodFit fit(range(0, 63), weights, rows(2));
+  fit.fit(flat(model), easy);
+  ASSERT_EQ(fit.paths().size(), 3U);
+  const std::vector<double> f = frequencies(fit);
+  EXPECT_NEAR(fit.report().noisePower * (2 * 64 - 3 * 2.5) / model.cost(f), 1.0, 1e-9);
+  std::vector<double> scaled = weights;
+  for (double& w : scaled) {
+    w *= 1024.0;
+  }
+  LikelihoodFit other(range(0, 63), scaled, rows(2));
+  other.fit(flat(model), easy);
+  EXPECT_EQ(frequencies(other), f);
+  EXPECT_EQ(other.paths()[0].deviation, fit.paths()[0].deviation);
+  EXPECT_EQ(other.report().noisePower, 1024.0 * fit.report().noisePower);
+}
+
+// MODEL: a path 28 dB below the strongest, far above the noise: with an error of the model of -20 dB it
+// is part of that, and with -60 dB a path.
+TEST(LikelihoodFit, AnErrorOfTheModelExplainsWeakPaths) {
+  const Samples x = channel(range(0, 63), {0.1, 0.3}, {1.0, 0.04}, 60.0, 11);
+  for (const auto& [modelError, count] :
+       {std::pair(0.0, 2U), std::pair(1e-6, 2U), std::pair(1e-2, 1U)}) {
+    LikelihoodSettings how;
+    how.modelError = modelError;
+    LikelihoodFit fit(range(0, 63), {}, how);
+    fit.fit(x, {});
+    EXPECT_EQ(fit.paths().size(), count) << modelError;
+    fit.fit(x, std::vector<double>{0.1, 0.3});
+    EXPECT_EQ(fit.paths().size(), count) << modelError;
+  }
+}
+
+// BOUND: 1 %, which the noise at 100 dB and the start's own refinement leave far below. Of two orthogonal
+// paths the weaker one's loss is as large as the error of the model: T = d ln 2.
+TEST(LikelihoodFit, TheErrorOfTheModelIsAPowerPerSample) {
+  for (const int numRows : {1, 4}) {
+    const std::vector<double> f = {0.1, 0.1 + 10.0 / 64.0};
+    LikelihoodSettings how = rows(numRows);
+    how.modelError = 1e-2;
+    LikelihoodFit fit(range(0, 63), {}, how);
+    fit.fit(channel(range(0, 63), f, {1.0, 0.1}, 100.0, 15, numRows), f);
+    ASSERT_EQ(fit.paths().size(), 2U);
+    const double threshold = flightpath::pathThreshold(1e-3, 64.0, numRows);
+    const double degrees = 64.0 * numRows - 2.0 * (numRows + 0.5);
+    EXPECT_NEAR(fit.report().weakest * threshold / degrees, std::log(2.0), 0.01 * std::log(2.0));
+  }
+}
+
+// MODEL: margins lie on their sides of 1, and a strong path's is far from it.
+TEST(LikelihoodFit, TheMarginsOfTheCountLieOnBothSidesOfOne) {
+  LikelihoodFit fit(range(0, 63), {}, {});
+  fit.fit(channel(range(0, 63), easy, three, 20.0, 12), {});
+  EXPECT_GT(fit.report().weakest, 5.0);
+  EXPECT_LT(fit.report().next, 1.0);
+  EXPECT_GT(fit.report().next, 0.0);
+  fit.fit(channel(range(0, 63), {}, {}, 0.0, 12), {});
+  EXPECT_TRUE(std::isnan(fit.report().weakest));
+  EXPECT_LT(fit.report().next, 1.0);
+}
+
+// MODEL: one resolved path has a cost that is a parabola: its intervals are Student's quantiles, to 3 %.
+TEST(LikelihoodFit, TheIntervalOfAResolvedPathIsSymmetricByStudentsQuantile) {
+  LikelihoodFit fit(range(0, 63), {}, {});
+  fit.fit(channel(range(0, 63), {0.1}, {1.0}, 20.0, 13), {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  const double deviation = fit.paths()[0].deviation;
+  // Of 2 (64 - 1.5) degrees of freedom.
+  for (const auto& [level, q] : {std::pair(0.95, 1.9791), std::pair(0.99, 2.6157)}) {
+    const auto interval = fit.interval(0, level);
+    EXPECT_NEAR(fit.paths()[0].frequency - interval.earliest, q * deviation, 0.03 * q * deviation);
+    EXPECT_NEAR(interval.latest - fit.paths()[0].frequency, q * deviation, 0.03 * q * deviation);
+  }
+}
+
+// MODEL: the ends of an interval are where the dense model's cost, with the other path refined by a
+// search, has grown by the factor that the level asks for; 2 % of the growth.
+TEST(LikelihoodFit, TheIntervalEndsWhereTheProfileOfTheCostSays) {
+  std::mt19937_64 random(14);
+  const std::vector<double> f = {0.0125, 0.0125 + 0.4 / 64.0};
+  const auto model = support::drawChannel(range(0, 63), {}, f, {1.0, 0.8}, 1e-3, 1, random);
+  LikelihoodFit fit(range(0, 63), {}, forced(2));
+  fit.fit(flat(model), f);
+  ASSERT_EQ(fit.paths().size(), 2U);
+  const auto interval = fit.interval(0, 0.95);
+  const double least = model.cost(frequencies(fit));
+  const double q = 1.9799;  // Student's, of 122 degrees
+  const auto profile = [&](double held) {
+    double best = infinity;
+    for (int i = -2000; i <= 2000; ++i) {
+      best = std::min(best, model.cost({held, fit.paths()[1].frequency + i * 4e-6}));
+    }
+    return best;
+  };
+  for (const double end : {interval.earliest, interval.latest}) {
+    EXPECT_NEAR((profile(end) / least - 1.0) / (q * q / 122.0), 1.0, 0.02);
+  }
+}
+
+// MODEL: without noise the interval is a point, to a billionth of a cell; where noise is all there is, and
+// the count is forced, it ends after two cells.
+TEST(LikelihoodFit, IntervalsEndWithoutNoiseAndWithNothingElse) {
+  LikelihoodFit fit(range(0, 63), {}, forced(1));
+  fit.fit(Samples(64, {1.0, 0.0}), {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  const auto point = fit.interval(0, 0.95);
+  EXPECT_NEAR(point.earliest, 0.0, 1e-8 / 64.0);
+  EXPECT_NEAR(point.latest, 0.0, 1e-8 / 64.0);
+  Samples impulse(64);
+  impulse[20] = 1.0;  // of every delay alike
+  fit.fit(impulse, {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  const auto all = fit.interval(0, 0.999);
+  EXPECT_EQ(all.latest - fit.paths()[0].frequency, 2.0 / 64.0);
+  EXPECT_EQ(fit.paths()[0].frequency - all.earliest, 2.0 / 64.0);
+}
+
+// EXACT
+TEST(LikelihoodFit, SettingsWithoutMeaningAreRefusedByTheirNames) {
+  EXPECT_EQ(refusal({}), "");
+  for (const double bad : {0.0, 1.0, -0.1, notANumber}) {
+    LikelihoodSettings how;
+    how.falseAlarm = bad;
+    EXPECT_EQ(refusal(how), "FalseAlarm is not above 0 and below 1");
+  }
+  for (const double bad : {-1.0, infinity, notANumber}) {
+    LikelihoodSettings how;
+    how.modelError = bad;
+    EXPECT_EQ(refusal(how), "ModelError is not a power");
+  }
+  EXPECT_EQ(refusal(forced(-1)), "NumSignals is below 0");
+  EXPECT_EQ(refusal(rows(0)), "Snapshots is below 1");
+  for (const auto& [earliest, latest] :
+       {std::pair(0.2, 0.2), std::pair(0.2, 0.1), std::pair(notANumber, 0.1),
+        std::pair(0.1, notANumber), std::pair(infinity, infinity)}) {
+    LikelihoodSettings how;
+    how.earliest = earliest;
+    how.latest = latest;
+    EXPECT_EQ(refusal(how), "EarliestDistance and LatestDistance enclose nothing");
+  }
+}
