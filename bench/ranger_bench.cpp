@@ -38,6 +38,25 @@ void BM_RangerBatch(benchmark::State& state) {
   }
 }
 
+/// One estimate from rows that share their paths: an archive of four antennas and eight packets, 256
+/// tones each.
+void BM_RangerSnapshots(benchmark::State& state) {
+  constexpr std::size_t N = 256;
+  const auto snapshots = static_cast<std::uint32_t>(state.range(0));
+  const auto one = bench::measurement(static_cast<int>(N), 3);
+  std::vector<creal32_T> rows;
+  for (std::uint32_t i = 0; i < snapshots; ++i) {
+    rows.insert(rows.end(), one.begin(), one.end());
+  }
+  flightpath::RangingOptions how = options(1);
+  how.SnapshotsPerEstimate = snapshots;
+  flightpath::Ranger ranger(N, how);
+  flightpath::PathSet paths;
+  for ([[maybe_unused]] auto _ : state) {
+    ranger.estimate({rows, N}, paths);
+  }
+}
+
 }  // namespace
 
 BENCHMARK(BM_Ranger)->Apply(bench::allSizes);
@@ -47,3 +66,9 @@ BENCHMARK(BM_RangerBatch)
     ->Arg(2)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_RangerSnapshots)
+    ->ArgName("snapshots")
+    ->Arg(2)
+    ->Arg(8)
+    ->Arg(32)
+    ->Unit(benchmark::kMillisecond);

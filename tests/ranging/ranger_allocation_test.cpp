@@ -131,31 +131,35 @@ TEST(RangerAllocation, NoneOnAnyWayThroughTheEstimator) {
       EXPECT_EQ(allocations - before, 0) << N << ", " << S << " snapshots, double precision";
       ranger.estimate(ofSingle, out, progress);
       EXPECT_EQ(allocations - before, 0) << N << ", " << S << " snapshots, with progress";
-      // EXACT: a fit has all of its work space from the construction on, intervals too.
-      TEST(LikelihoodAllocation, NoFitMakesAny) {
-        std::vector<int> tones;
-        for (int t = 0; t < 40; ++t) {
-          tones.push_back(t < 20 ? t : t + 20);  // in blocks: every way through the search
-        }
-        const std::vector<double> start = {0.01, 0.2, -0.3};
-        for (const int numTones : {1, 7, 40}) {
-          for (const int forced : {-1, 0, 5}) {
-            flightpath::LikelihoodSettings settings;
-            if (forced >= 0) {
-              settings.numPaths = forced;
-            }
-            const auto N = static_cast<std::size_t>(numTones);
-            const std::vector<creal32_T> batch = mixedBatch(numTones);
-            flightpath::LikelihoodFit fit(std::span<const int>(tones).first(N), {}, settings);
-            const int before = allocations;
-            for (std::size_t i = 0; i + N <= batch.size(); i += 3 * N) {
-              fit.fit(std::span<const creal32_T>(batch).subspan(i, N), {});
-              fit.fit(std::span<const creal32_T>(batch).subspan(i, N), start);
-              if (!fit.paths().empty()) {
-                fit.interval(0, 0.95);
-              }
-            }
-            EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
-          }
+    }
+  }
+}
+
+// EXACT: a fit has all of its work space from the construction on, intervals too.
+TEST(LikelihoodAllocation, NoFitMakesAny) {
+  std::vector<int> tones;
+  for (int t = 0; t < 40; ++t) {
+    tones.push_back(t < 20 ? t : t + 20);  // in blocks: every way through the search
+  }
+  const std::vector<double> start = {0.01, 0.2, -0.3};
+  for (const int numTones : {1, 7, 40}) {
+    for (const int forced : {-1, 0, 5}) {
+      flightpath::LikelihoodSettings settings;
+      if (forced >= 0) {
+        settings.numPaths = forced;
+      }
+      const auto N = static_cast<std::size_t>(numTones);
+      const std::vector<creal32_T> batch = mixedBatch(numTones);
+      flightpath::LikelihoodFit fit(std::span<const int>(tones).first(N), {}, settings);
+      const int before = allocations;
+      for (std::size_t i = 0; i + N <= batch.size(); i += 3 * N) {
+        fit.fit(std::span<const creal32_T>(batch).subspan(i, N), {});
+        fit.fit(std::span<const creal32_T>(batch).subspan(i, N), start);
+        if (!fit.paths().empty()) {
+          fit.interval(0, 0.95);
         }
       }
+      EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
+    }
+  }
+}
