@@ -38,7 +38,8 @@ int carriedPaths(int numTones, int numRows) {
 
 }  // namespace
 
-LikelihoodSearch::LikelihoodSearch(ToneSet& tones, int numRows, const DelayWindow& window, const Rules& rules)
+LikelihoodSearch::LikelihoodSearch(ToneSet& tones, int numRows, const DelayWindow& window,
+                                   const Rules& rules)
     : tones_(tones),
       numRows_(numRows),
       mostPaths_(std::min(carriedPaths(tones.count(), numRows),
