@@ -15,6 +15,7 @@
 #include "simulated_channel.h"
 #include "tests/support/columns.h"
 #include "tests/support/ranging.h"
+#include "tests/support/snapshots.h"
 
 namespace {
 
@@ -22,30 +23,11 @@ using flightpath::PathSet;
 using flightpath::Ranger;
 using flightpath::RangingOptions;
 using support::columnsOf;
+using support::drawRows;
 using support::options;
 using support::Samples;
 using support::spacing_Hz;
-
-RangingOptions withSnapshots(std::uint32_t snapshots) {
-  RangingOptions how = options();
-  how.SnapshotsPerEstimate = snapshots;
-  return how;
-}
-
-Samples drawRows(const std::vector<SimulatedPath>& paths, int N, int rows, double snr_dB,
-                 std::mt19937_64& random) {
-  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
-  Samples all;
-  for (int row = 0; row < rows; ++row) {
-    std::vector<SimulatedPath> turned = paths;
-    for (SimulatedPath& path : turned) {
-      path.phase_rad = phase(random);
-    }
-    const Samples x = simulateChannel(turned, {N, spacing_Hz, snr_dB}, random);
-    all.insert(all.end(), x.begin(), x.end());
-  }
-  return all;
-}
+using support::withSnapshots;
 
 /// Eigenvalues of the Ranger's matrix for all rows together, descending.
 std::vector<double> allEigenvalues(const Samples& rows, int N) {

@@ -1,3 +1,5 @@
+#include "tests/support/snapshots.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,31 +26,11 @@ using flightpath::PathSet;
 using flightpath::Ranger;
 using flightpath::RangingOptions;
 using support::columnsOf;
+using support::drawRows;
 using support::options;
 using support::Samples;
 using support::spacing_Hz;
-
-RangingOptions withSnapshots(std::uint32_t snapshots) {
-  RangingOptions how = options();
-  how.SnapshotsPerEstimate = snapshots;
-  return how;
-}
-
-/// Paths of fixed delays and amplitudes, phases of their own in each row.
-Samples drawRows(const std::vector<SimulatedPath>& paths, int N, int rows, double snr_dB,
-                 std::mt19937_64& random) {
-  std::uniform_real_distribution<double> phase(0.0, 2.0 * std::numbers::pi);
-  Samples all;
-  for (int row = 0; row < rows; ++row) {
-    std::vector<SimulatedPath> turned = paths;
-    for (SimulatedPath& path : turned) {
-      path.phase_rad = phase(random);
-    }
-    const Samples x = simulateChannel(turned, {N, spacing_Hz, snr_dB}, random);
-    all.insert(all.end(), x.begin(), x.end());
-  }
-  return all;
-}
+using support::withSnapshots;
 
 const std::vector<SimulatedPath> threePaths = {
     {40e-9, 1.0, 0.0}, {110e-9, 0.7, 0.0}, {200e-9, 0.5, 0.0}};
