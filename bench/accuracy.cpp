@@ -96,12 +96,36 @@ void writeAnswer(std::ostream& out, const char* engine, const Answer& answer) {
   out << ", \"seconds\": " << answer.seconds << '}';
 }
 
-void writeTrial(std::ostream& out, const std::vector<SimulatedPath>& paths, const Answer& dense,
-                const Answer& ranger) {
+/// The engines, in the order of the page.
+struct Engines {
+  Engines(int numSubcarriers)
+      : music(make(numSubcarriers, flightpath::RangingMethod::Music)),
+        likelihood(make(numSubcarriers, flightpath::RangingMethod::MaximumLikelihood)) {}
+
+  static flightpath::Ranger make(int numSubcarriers, flightpath::RangingMethod method) {
+    flightpath::RangingOptions options;
+    options.Method = method;
+    options.SubcarrierSpacing = spacing_Hz;
+    return {static_cast<std::uint32_t>(numSubcarriers), options};
+  }
+
+  flightpath::Ranger music;
+  flightpath::Ranger likelihood;
+};
+
+std::vector<double> delays(const flightpath::PathSet& found) {
+  return {found.delays_s().begin(), found.delays_s().end()};
+}
+
+void writeTrial(std::ostream& out, const std::vector<SimulatedPath>& paths,
+                const std::vector<creal32_T>& samples, Engines& engines) {
+  const CSI csi = {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
   out << "{\"phases_rad\": ";
   writeList(out, paths, [](const SimulatedPath& path) { return path.phase_rad; });
-  writeAnswer(out, "dense", dense);
-  writeAnswer(out, "ranger", ranger);
+  writeAnswer(out, "dense", timed([&] { return MUSIC::estimateToF(csi).TimesOfFlight; }));
+  writeAnswer(out, "music", timed([&] { return delays(engines.music.estimate(samples)); }));
+  writeAnswer(out, "likelihood",
+              timed([&] { return delays(engines.likelihood.estimate(samples)); }));
   out << '}';
 }
 
@@ -122,9 +146,7 @@ void run(const Scenario& scenario, const std::string& folder, int numTrials) {
   json << ",\n\"trials\": ";
   std::mt19937_64 random(2026);
   std::vector<SimulatedPath> paths = scenario.paths;
-  flightpath::RangingOptions options;
-  options.SubcarrierSpacing = spacing_Hz;
-  flightpath::Ranger ranger(static_cast<std::uint32_t>(scenario.numSubcarriers), options);
+  Engines engines(scenario.numSubcarriers);
   JsonList trials(json);
   for (int trial = 0; trial < numTrials; ++trial) {
     drawPhases(paths, random);
@@ -132,13 +154,7 @@ void run(const Scenario& scenario, const std::string& folder, int numTrials) {
         paths, {scenario.numSubcarriers, static_cast<double>(spacing_Hz), scenario.snr_dB}, random);
     vectors.write(reinterpret_cast<const char*>(samples.data()),
                   static_cast<std::streamsize>(samples.size() * sizeof(creal32_T)));
-    const CSI csi = {spacing_Hz, static_cast<std::uint16_t>(samples.size()), samples.data()};
-    const Answer dense = timed([&] { return MUSIC::estimateToF(csi).TimesOfFlight; });
-    const Answer structured = timed([&] {
-      const flightpath::PathSet found = ranger.estimate(samples);
-      return std::vector<double>(found.delays_s().begin(), found.delays_s().end());
-    });
-    writeTrial(trials.next() << '\n', paths, dense, structured);
+    writeTrial(trials.next() << '\n', paths, samples, engines);
   }
 }
 

@@ -81,6 +81,7 @@ class Comparison {
  private:
   static flightpath::RangingOptions options() {
     flightpath::RangingOptions options;
+    options.Method = flightpath::RangingMethod::Music;
     options.SubcarrierSpacing = bench::spacing_Hz;
     return options;
   }

@@ -1,16 +1,16 @@
-// How near the maximum-likelihood fit comes to the Cramer-Rao bound, over its scenarios:
+// How near a Ranger's maximum likelihood comes to the Cramer-Rao bound, over its scenarios:
 //
 //   flightpath_likelihood TRIALS [NAME]
 //
 // SNR is that of the strongest path, per tone. Phases are drawn for every trial, and random sets of
-// tones for every tenth. Evenly spaced tones start from the Ranger's paths, the others from nothing.
+// tones for every tenth.
 //
 // found      the right count, and every path within half of the smallest separation
 // over       more paths than there are
 // error/CRB  root mean square of each error over its own trial's bound, where found
 // 1, 2, 3    the truth within so many deviations, in per cent, where found
 // interval   the truth within the profile interval of the level of three deviations (every tenth trial)
-// us         of the start and of the fit, on whatever else this machine is doing
+// us         per estimate, by Music and by maximum likelihood, on whatever else this machine is doing
 
 #include <flightpath/flightpath.h>
 
@@ -28,16 +28,16 @@
 #include <string>
 #include <vector>
 
-#include "flightpath/likelihood/likelihood_fit.h"
+#include "flightpath/likelihood/normal_equations.h"
+#include "flightpath/likelihood/path_fit.h"
 
 namespace {
 
-using flightpath::LikelihoodFit;
-using flightpath::LikelihoodSettings;
 using Random = std::mt19937_64;
 using Tones = std::vector<int>;
 
 constexpr double spacing_Hz = 312500.0;
+constexpr double speedOfLight_mps = 299792458.0;
 constexpr double twoPi = 6.283185307179586;
 constexpr double threeDeviations = 0.9973002039367398;
 
@@ -267,8 +267,8 @@ struct Score {
   int within[3] = {};
   int intervals = 0;
   int inInterval = 0;
-  double start_s = 0.0;
-  double fit_s = 0.0;
+  double music_s = 0.0;
+  double likelihood_s = 0.0;
 };
 
 double halfSeparation(const Scenario& scenario, const Tones& tones) {
@@ -279,9 +279,8 @@ double halfSeparation(const Scenario& scenario, const Tones& tones) {
   return 0.5 * least;
 }
 
-void judge(const Scenario& scenario, const Tones& tones, const Trial& trial, LikelihoodFit& fit,
-           Score& score) {
-  const auto paths = fit.paths();
+void judge(const Scenario& scenario, const Tones& tones, const Trial& trial,
+           const flightpath::Estimate& paths, Score& score) {
   ++score.trials;
   score.over += paths.size() > scenario.delays_s.size() ? 1 : 0;
   score.under += paths.size() < scenario.delays_s.size() ? 1 : 0;
@@ -290,22 +289,23 @@ void judge(const Scenario& scenario, const Tones& tones, const Trial& trial, Lik
   }
   std::vector<double> errors;
   for (std::size_t p = 0; p < paths.size(); ++p) {
-    errors.push_back(paths[p].frequency - scenario.delays_s[p] * spacing_Hz);
+    errors.push_back((paths[p].Delay_s - scenario.delays_s[p]) * spacing_Hz);
     if (std::fabs(errors.back()) > halfSeparation(scenario, tones)) {
       return;
     }
   }
   ++score.found;
   for (std::size_t p = 0; p < paths.size(); ++p) {
+    const flightpath::Path path = paths[p];
     score.squares += errors[p] * errors[p] / trial.bound[p] / trial.bound[p];
     ++score.errors;
+    const double deviation = path.Deviation_m * spacing_Hz / speedOfLight_mps;
     for (int k = 0; k < 3; ++k) {
-      score.within[k] += std::fabs(errors[p]) <= (k + 1) * paths[p].deviation ? 1 : 0;
+      score.within[k] += std::fabs(errors[p]) <= (k + 1) * deviation ? 1 : 0;
     }
-    if (score.trials % 10 == 0) {
-      const auto interval = fit.interval(static_cast<int>(p), threeDeviations);
-      const double truth = scenario.delays_s[p] * spacing_Hz;
-      score.inInterval += interval.earliest <= truth && truth <= interval.latest ? 1 : 0;
+    if (!std::isnan(path.Lower_m)) {
+      const double truth_m = scenario.delays_s[p] * speedOfLight_mps;
+      score.inInterval += path.Lower_m <= truth_m && truth_m <= path.Upper_m ? 1 : 0;
       ++score.intervals;
     }
   }
@@ -325,43 +325,62 @@ int strideOf(const Tones& tones) {
   return stride;
 }
 
-/// The fit for one set of tones, with the Ranger for its start where the tones are evenly spaced.
-struct Engine {
-  Engine(const Scenario& scenario, const Tones& tones) : fit(tones, {}, settings(scenario, tones)) {
-    const int numSteps = static_cast<int>(tones.size()) - 1;
-    if (tones.back() - tones.front() == numSteps * strideOf(tones) && scenario.snapshots == 1) {
-      flightpath::RangingOptions options;
-      options.SubcarrierSpacing = spacing_Hz * strideOf(tones);
-      ranger =
-          std::make_unique<flightpath::Ranger>(static_cast<std::uint32_t>(tones.size()), options);
+/// The Rangers for one set of tones: of maximum likelihood, the same with intervals, and of Music where
+/// the tones are evenly spaced.
+class Engine {
+ public:
+  Engine(const Scenario& scenario, const Tones& tones) : numTones_(tones.size()) {
+    flightpath::RangingOptions options = optionsFor(scenario, tones);
+    plain_ = make(options, tones);
+    options.IntervalLevel = threeDeviations;
+    withIntervals_ = make(options, tones);
+    const auto extent = static_cast<std::size_t>((tones.back() - tones.front()) / strideOf(tones));
+    if (extent + 1 == tones.size()) {
+      flightpath::RangingOptions music;
+      music.Method = flightpath::RangingMethod::Music;
+      music.SubcarrierSpacing = spacing_Hz;
+      music.Tones = tones;
+      music.SnapshotsPerEstimate = options.SnapshotsPerEstimate;
+      music_ = make(music, tones);
     }
   }
 
-  static LikelihoodSettings settings(const Scenario& scenario, const Tones& tones) {
-    LikelihoodSettings how;
-    how.snapshots = scenario.snapshots;
-    how.earliest = scenario.window < 1.0 ? 0.0 : -0.05;
-    how.latest = *how.earliest + scenario.window / strideOf(tones);
-    return how;
-  }
-
-  void run(const Trial& trial, Score& score) {
-    std::vector<double> start;
+  flightpath::PathSet run(const Trial& trial, Score& score) {
+    const flightpath::CsiRows rows(trial.samples, numTones_);
+    if (music_ != nullptr) {
+      const auto begin = Clock::now();
+      music_->estimate(rows, found_);
+      score.music_s += since(begin);
+    }
     const auto begin = Clock::now();
-    if (ranger != nullptr) {
-      const flightpath::PathSet found = ranger->estimate(trial.samples);
-      for (const double delay_s : found.delays_s()) {
-        start.push_back(delay_s * spacing_Hz);
-      }
-      score.start_s += since(begin);
-    }
-    const auto between = Clock::now();
-    fit.fit(trial.samples, start);
-    score.fit_s += since(between);
+    plain_->estimate(rows, found_);
+    score.likelihood_s += since(begin);
+    return score.trials % 10 == 0 ? withIntervals_->estimate(rows) : found_;
   }
 
-  LikelihoodFit fit;
-  std::unique_ptr<flightpath::Ranger> ranger;
+ private:
+  static flightpath::RangingOptions optionsFor(const Scenario& scenario, const Tones& tones) {
+    flightpath::RangingOptions options;
+    options.SubcarrierSpacing = spacing_Hz;
+    options.Tones = tones;
+    options.SnapshotsPerEstimate = static_cast<std::uint32_t>(scenario.snapshots);
+    const double range_m = speedOfLight_mps / spacing_Hz;
+    options.EarliestDistance = scenario.window < 1.0 ? 0.0 : -0.05 * range_m;
+    options.LatestDistance =
+        *options.EarliestDistance + scenario.window * range_m / strideOf(tones);
+    return options;
+  }
+
+  static std::unique_ptr<flightpath::Ranger> make(const flightpath::RangingOptions& options,
+                                                  const Tones& tones) {
+    return std::make_unique<flightpath::Ranger>(static_cast<std::uint32_t>(tones.size()), options);
+  }
+
+  std::size_t numTones_;
+  std::unique_ptr<flightpath::Ranger> plain_;
+  std::unique_ptr<flightpath::Ranger> withIntervals_;
+  std::unique_ptr<flightpath::Ranger> music_;
+  flightpath::PathSet found_;
 };
 
 Score run(const Scenario& scenario, int numTrials) {
@@ -375,8 +394,8 @@ Score run(const Scenario& scenario, int numTrials) {
       engine = std::make_unique<Engine>(scenario, tones);
     }
     const Trial trial(scenario, tones, random);
-    engine->run(trial, score);
-    judge(scenario, tones, trial, engine->fit, score);
+    const flightpath::PathSet found = engine->run(trial, score);
+    judge(scenario, tones, trial, found[0], score);
   }
   return score;
 }
@@ -388,8 +407,8 @@ void print(const Scenario& scenario, const Score& score) {
               percent(score.over, score.trials), percent(score.under, score.trials),
               std::sqrt(score.squares / score.errors), percent(score.within[0], score.errors),
               percent(score.within[1], score.errors), percent(score.within[2], score.errors),
-              percent(score.inInterval, score.intervals), 1e6 * score.start_s / score.trials,
-              1e6 * score.fit_s / score.trials);
+              percent(score.inInterval, score.intervals), 1e6 * score.music_s / score.trials,
+              1e6 * score.likelihood_s / score.trials);
   std::fflush(stdout);
 }
 
@@ -401,7 +420,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::printf("%-32s %7s %6s %6s %9s %6s %6s %6s %8s %7s %7s\n", "", "found %", "over", "under",
-              "error/CRB", "1", "2", "3", "interval", "us, st.", "us, fit");
+              "error/CRB", "1", "2", "3", "interval", "us, Mu.", "us, ML");
   for (const Scenario& scenario : scenarios()) {
     if (argc == 2 || scenario.name.find(argv[2]) != std::string::npos) {
       print(scenario, run(scenario, std::atoi(argv[1])));

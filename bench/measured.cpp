@@ -27,6 +27,7 @@ ToFResult estimateDense(const std::vector<creal32_T>& samples, double spacing_Hz
 void compare(const char* path) {
   const CsiFile file = readCsiFile(path);
   flightpath::RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = file.spacing_Hz;
   std::printf("%s: dense/ranger", path);
   for (const std::vector<creal32_T>& samples : file.measurements) {

@@ -28,6 +28,7 @@ void estimateDense(int numSubcarriers) {
 void estimateStructured(int numSubcarriers) {
   const auto samples = bench::measurement(numSubcarriers, 3);
   flightpath::RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = bench::spacing_Hz;
   flightpath::Ranger(static_cast<std::uint32_t>(numSubcarriers), options).estimate(samples);
 }

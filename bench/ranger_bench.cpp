@@ -5,23 +5,30 @@
 
 namespace {
 
-flightpath::RangingOptions options(unsigned threads) {
+using flightpath::RangingMethod;
+
+flightpath::RangingOptions options(unsigned threads, RangingMethod method = RangingMethod::Music) {
   flightpath::RangingOptions options;
+  options.Method = method;
   options.SubcarrierSpacing = bench::spacing_Hz;
   options.Threads = threads;
   return options;
 }
 
-void BM_Ranger(benchmark::State& state) {
+void estimate(benchmark::State& state, RangingMethod method) {
   const auto N = static_cast<int>(state.range(0));
   const auto samples = bench::measurement(N, static_cast<int>(state.range(1)));
-  flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options(1));
+  flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options(1, method));
   flightpath::PathSet paths;
   for ([[maybe_unused]] auto _ : state) {
     ranger.estimate(samples, paths);
   }
   state.counters["found"] = static_cast<double>(paths.distances_m().size());
 }
+
+void BM_Ranger(benchmark::State& state) { estimate(state, RangingMethod::Music); }
+
+void BM_Likelihood(benchmark::State& state) { estimate(state, RangingMethod::MaximumLikelihood); }
 
 /// 2,000 measurements of 64 subcarriers at once; the argument is the number of threads.
 void BM_RangerBatch(benchmark::State& state) {
@@ -60,6 +67,7 @@ void BM_RangerSnapshots(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_Ranger)->Apply(bench::allSizes);
+BENCHMARK(BM_Likelihood)->Apply(bench::allSizes);
 BENCHMARK(BM_RangerBatch)
     ->ArgName("threads")
     ->Arg(1)

@@ -66,6 +66,7 @@ void printTable() {
     std::printf("# true %.3f\n", path.delay_s * speedOfLight_mps);
   }
   flightpath::RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = spacing_Hz;
   const flightpath::PathSet found = flightpath::Ranger(numSubcarriers, options).estimate(samples);
   for (const flightpath::Path path : found[0]) {

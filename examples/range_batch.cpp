@@ -1,4 +1,4 @@
-// Distances from a whole batch of measurements at once, on every core: the structured engine.
+// Distances and their deviations from a whole batch of measurements at once, on every core.
 
 #include <flightpath/flightpath.h>
 
@@ -30,6 +30,6 @@ int main() {
   std::printf("%zu measurements, %zu paths; true distances 11.992 and 17.388 m\n", count,
               found.distances_m().size());
   for (const flightpath::Path path : found[0]) {
-    std::printf("first measurement: %.3f m\n", path.Distance_m);
+    std::printf("first measurement: %.3f m +- %.3f m\n", path.Distance_m, path.Deviation_m);
   }
 }

@@ -10,6 +10,8 @@ import typing
 FLOOR = {  # most times the floor: (MUSICToF, estimateToF)
     64: (1.15, 1.3), 242: (1.05, 1.06), 498: (1.05, 1.06), 996: (1.05, 1.06), 1992: (1.05, 1.06)}
 FASTER = {64: 12, 242: 30, 1992: 150}  # least times faster than MUSIC::estimateToF
+FASTER_LIKELIHOOD = {64: 12, 242: 60, 1992: 280}  # the same of maximum likelihood
+OVER_MUSIC = {64: 2, 242: 1.3}  # most times the Ranger's MUSIC
 FASTER_ON_TWO_THREADS = 1.85
 GROWTH_TO_1992 = 5  # most times the time of N = 996
 MEMORY_MB = 40  # most that a Ranger and its estimate add at N = 1992
@@ -83,6 +85,12 @@ def ranger_ratios(times):
                     least=FASTER[N])
               for (name, N, paths), ranger in sorted(times.items())
               if name == "Ranger" and paths == 3 and N in FASTER]
+    ratios += [Ratio(f"estimateToF / Likelihood, N = {N}", times["estimateToF", N, 3],
+                     times["Likelihood", N, 3], least=least)
+               for N, least in FASTER_LIKELIHOOD.items() if ("Likelihood", N, 3) in times]
+    ratios += [Ratio(f"Likelihood / Ranger, N = {N}", times["Likelihood", N, 3],
+                     times["Ranger", N, 3], most=most)
+               for N, most in OVER_MUSIC.items() if ("Likelihood", N, 3) in times]
     if ("Ranger", 1992, 3) in times:
         ratios.append(Ratio("Ranger, N = 1992 / N = 996", times["Ranger", 1992, 3],
                             times["Ranger", 996, 3], most=GROWTH_TO_1992))
@@ -94,4 +102,6 @@ def all_ratios(results):
     times = repetitions(json.loads((results / "times.json").read_text()))
     batch = batch_repetitions(json.loads((results / "batch.json").read_text()))
     return floor_ratios(times) + ranger_ratios(times) + [
-        Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_ON_TWO_THREADS)]
+        Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_LIKELIHOOD = {64: 12, 242: 60, 1992: 280}  # the same of maximum likelihood
+OVER_MUSIC = {64: 2, 242: 1.3}  # most times the Ranger's MUSIC
+FASTER_ON_TWO_THREADS)]

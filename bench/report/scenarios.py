@@ -8,6 +8,11 @@ import numpy as np
 from scipy.optimize import linear_sum_assignment
 
 
+ENGINES = {"likelihood": "flightpath, `Ranger`, maximum likelihood",
+           "music": "flightpath, `Ranger`, MUSIC",
+           "dense": "flightpath, `MUSIC::estimateToF`"}
+
+
 @dataclass
 class Scenario:
     name: str
@@ -39,8 +44,8 @@ def load(folder, name):
         delays_s=np.array(d["delays_s"]), amplitudes=np.array(d["amplitudes"]),
         phases_rad=np.array([t["phases_rad"] for t in trials]),
         samples=samples,
-        found_s={e: [t[e]["found_s"] for t in trials] for e in ("dense", "ranger")},
-        seconds={e: np.array([t[e]["seconds"] for t in trials]) for e in ("dense", "ranger")})
+        found_s={e: [t[e]["found_s"] for t in trials] for e in ENGINES},
+        seconds={e: np.array([t[e]["seconds"] for t in trials]) for e in ENGINES})
 
 
 def score(scenario, found_s):

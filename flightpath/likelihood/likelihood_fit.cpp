@@ -13,28 +13,13 @@ namespace {
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-/// Below this power of two samples keep the scale of it: its inverse is still a finite number.
-constexpr int leastExponent = -1000;
-
 /// Where two paths stand for the shape of one, their delays are not determined. This makes their
 /// deviations large, and leaves those of the others what they are.
 constexpr double dampingOfSingular = 1e-9;
 
-std::complex<double> toDouble(creal32_T z) { return {z.re, z.im}; }
-std::complex<double> toDouble(std::complex<double> z) { return z; }
-
 const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
   if (!(settings.falseAlarm > 0.0) || !(settings.falseAlarm < 1.0)) {
-    throw std::invalid_argument("FalseAlarm is not above 0 and below 1");
-  }
-  if (!(settings.modelError >= 0.0) || !std::isfinite(settings.modelError)) {
-    throw std::invalid_argument("ModelError is not a power");
-  }
-  if (settings.numPaths && *settings.numPaths < 0) {
-    throw std::invalid_argument("NumSignals is below 0");
-  }
-  if (settings.snapshots < 1) {
-    throw std::invalid_argument("Snapshots is below 1");
+    throw std::invalid_argument("Ranger: FalseAlarm is not above 0 and below 1");
   }
   return settings;
 }
@@ -54,7 +39,7 @@ DelayWindow window(const LikelihoodSettings& settings, int stride) {
   if (first == -infinity && std::isfinite(last)) {
     return {last - 1.0, 1.0};
   }
-  throw std::invalid_argument("EarliestDistance and LatestDistance enclose nothing");
+  throw std::invalid_argument("Ranger: EarliestDistance and LatestDistance enclose nothing");
 }
 
 LikelihoodSearch::Rules rules(const LikelihoodSettings& settings) {
@@ -79,23 +64,14 @@ LikelihoodFit::LikelihoodFit(std::span<const int> tones, std::span<const double>
   start_.reserve(most);
 }
 
-void LikelihoodFit::fit(std::span<const creal32_T> samples, std::span<const double> start) {
-  fitSamples(samples, start);
-}
-
-void LikelihoodFit::fit(std::span<const std::complex<double>> samples,
+void LikelihoodFit::fit(std::span<const double> re, std::span<const double> im,
                         std::span<const double> start) {
-  fitSamples(samples, start);
-}
-
-template <class Sample>
-void LikelihoodFit::fitSamples(std::span<const Sample> samples, std::span<const double> start) {
-  assert(samples.size() == samples_.re.size());
+  assert(re.size() == samples_.re.size() && im.size() == re.size());
   paths_.clear();
   order_.clear();
   fit_ = nullptr;
   report_ = {0.0, notANumber, notANumber, notANumber};
-  if (!load(samples)) {
+  if (!load(re, im)) {
     return;
   }
   start_.clear();
@@ -108,30 +84,17 @@ void LikelihoodFit::fitSamples(std::span<const Sample> samples, std::span<const 
   describe();
 }
 
-/// The samples, brought to about 1 by a power of two, times the roots of the weights. False, with the
-/// report's noise power, where there is nothing to fit.
-template <class Sample>
-bool LikelihoodFit::load(std::span<const Sample> samples) {
-  double largest = 0.0;
-  for (const Sample& sample : samples) {
-    const std::complex<double> z = toDouble(sample);
-    if (!std::isfinite(z.real()) || !std::isfinite(z.imag())) {
-      report_.noisePower = notANumber;
-      return false;
-    }
-    largest = std::max({largest, std::fabs(z.real()), std::fabs(z.imag())});
-  }
-  int exponent = 0;
-  std::frexp(largest, &exponent);
-  scale_ = std::ldexp(1.0, 1 - std::max(exponent, leastExponent));
+/// The samples times the roots of the weights. False where all of them are zero.
+bool LikelihoodFit::load(std::span<const double> re, std::span<const double> im) {
   const std::span<const double> roots = tones_.rootsOfWeights();
-  for (std::size_t k = 0; k < samples.size(); ++k) {
-    const std::complex<double> z = toDouble(samples[k]);
-    const double factor = scale_ * roots[k % roots.size()];
-    samples_.re[k] = factor * z.real();
-    samples_.im[k] = factor * z.imag();
+  bool anything = false;
+  for (std::size_t k = 0; k < re.size(); ++k) {
+    const double root = roots[k % roots.size()];
+    samples_.re[k] = root * re[k];
+    samples_.im[k] = root * im[k];
+    anything |= re[k] != 0.0 || im[k] != 0.0;
   }
-  return largest > 0.0;
+  return anything;
 }
 
 /// From the earliest path to the latest.
@@ -173,21 +136,24 @@ void LikelihoodFit::describe() {
     const int p = order_[i];
     const auto at = static_cast<int>(i);
     paths_.push_back({window_.wrap(f[static_cast<std::size_t>(p)]) / tones_.stride(),
-                      std::sqrt(covariance(at, at)), fit_->meanPower(p) / scale_ / scale_});
+                      std::sqrt(covariance(at, at)), fit_->meanPower(p)});
   }
   const double noise = fit_->noisePower() / tones_.weightScale();
   const LikelihoodSearch::Margins margins = search_.margins();
-  report_ = {noise / scale_ / scale_, search_.structure(), margins.weakest, margins.next};
+  report_ = {noise, search_.structure(), margins.weakest, margins.next};
 }
 
 std::complex<double> LikelihoodFit::amplitude(int p, int row) const {
-  return fit_->amplitude(order_[static_cast<std::size_t>(p)], row) / scale_;
+  return fit_->amplitude(order_[static_cast<std::size_t>(p)], row);
 }
 
 double LikelihoodFit::covariance(int p, int q) const {
-  const auto row = static_cast<std::size_t>(order_[static_cast<std::size_t>(p)]);
-  const auto column = static_cast<std::size_t>(order_[static_cast<std::size_t>(q)]);
-  return covariance_[column * order_.size() + row];
+  const int a = order_[static_cast<std::size_t>(p)];
+  const int b = order_[static_cast<std::size_t>(q)];
+  const auto [first, second] = std::minmax(a, b);
+  // One of the two triangles, which differ in their last bits.
+  return covariance_[static_cast<std::size_t>(first) * order_.size() +
+                     static_cast<std::size_t>(second)];
 }
 
 DelayInterval LikelihoodFit::interval(int p, double level) {

@@ -7,7 +7,6 @@
 
 #include "flightpath/likelihood/likelihood_search.h"
 #include "flightpath/likelihood/profile_interval.h"
-#include "flightpath/runtime/complex.h"
 
 namespace flightpath {
 
@@ -59,8 +58,8 @@ struct FitReport {
 /// with c_k the tone's index less the mean index. All arithmetic is in double precision, in plain
 /// loops: the same samples give the same bits, whatever was fitted before. `fit` allocates nothing.
 ///
-/// No path, also with a forced count, where all samples are zero, where one of them is not finite, or
-/// where there is but one tone; noisePower is then 0, NaN and the mean power. A forced count above
+/// No path, also with a forced count, where all samples are zero, or where there is but one tone;
+/// noisePower is then 0 and the mean power. A forced count above
 /// what the tones can carry, K (M + 1/2) < M N and K < N, is lowered to that; so it is where nothing
 /// is left of the residual for a further path.
 class LikelihoodFit {
@@ -74,10 +73,10 @@ class LikelihoodFit {
   LikelihoodFit(const LikelihoodFit&) = delete;
   LikelihoodFit& operator=(const LikelihoodFit&) = delete;
 
-  /// samples  `snapshots` rows of one sample per tone
-  /// start    normalised frequencies to start from; empty: from nothing
-  void fit(std::span<const creal32_T> samples, std::span<const double> start);
-  void fit(std::span<const std::complex<double>> samples, std::span<const double> start);
+  /// re, im  the parts of the samples, `snapshots` rows of one sample per tone, one after the other:
+  ///         finite, and the largest about 1
+  /// start   normalised frequencies to start from; empty: from nothing
+  void fit(std::span<const double> re, std::span<const double> im, std::span<const double> start);
 
   /// Of the last fit, in the order of their frequencies.
   std::span<const LikelyPath> paths() const { return paths_; }
@@ -95,10 +94,7 @@ class LikelihoodFit {
   DelayInterval interval(int p, double level);
 
  private:
-  template <class Sample>
-  void fitSamples(std::span<const Sample> samples, std::span<const double> start);
-  template <class Sample>
-  bool load(std::span<const Sample> samples);
+  bool load(std::span<const double> re, std::span<const double> im);
   void describe();
   void order();
   void findCovariance();
@@ -110,7 +106,6 @@ class LikelihoodFit {
   ProfileInterval profile_;
   NormalEquations equations_;
   SplitRows samples_;
-  double scale_ = 1.0;
   std::vector<double> start_;
   PathFit* fit_ = nullptr;
   std::vector<int> order_;          // where the paths stand in the fit

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -59,8 +61,9 @@ class PathSetIterator {
 /// The paths of one estimate: a range of `Path`. It is a view into a `PathSet`, valid as long as
 /// the set lives and is not written to.
 ///
-/// Paths come in the order of their coarse peaks: ascending distance, though the fine search may
-/// exchange two that lie within a coarse step of each other.
+/// Paths come in ascending distance with MaximumLikelihood. With Music they come in the order of their
+/// coarse peaks: ascending too, though the fine search may exchange two that lie within a coarse step
+/// of each other.
 class Estimate {
  public:
   std::size_t size() const { return last_ - first_; }
@@ -80,17 +83,29 @@ class Estimate {
   PathSetIterator<Path, pathOf> begin() const { return {*set_, first_}; }
   PathSetIterator<Path, pathOf> end() const { return {*set_, last_}; }
 
-  EstimateInfo info() const { return info_; }
+  inline EstimateInfo info() const;
+
+  /// The amplitude of path k in row `row` of those that share the paths: row 0 has `Path::Amplitude`.
+  /// k < size(), row < S. NaN with Music.
+  inline std::complex<double> amplitude(std::size_t k, std::size_t row) const;
+
+  /// The covariance of the distances of paths k and l, both < size(), in square metres: `Deviation_m`
+  /// squared where k = l. NaN with Music.
+  ///
+  /// Where the receiver's timing has an unknown offset only differences of distances mean something.
+  /// Their variance is covariance_m2(k, k) + covariance_m2(l, l) - 2 covariance_m2(k, l), and not the
+  /// sum of the two variances: neighbours that overlap move together.
+  inline double covariance_m2(std::size_t k, std::size_t l) const;
 
  private:
   friend class PathSet;
-  Estimate(const PathSet& set, std::size_t first, std::size_t last, EstimateInfo info)
-      : set_(&set), first_(first), last_(last), info_(info) {}
+  Estimate(const PathSet& set, std::size_t index, std::size_t first, std::size_t last)
+      : set_(&set), index_(index), first_(first), last_(last) {}
 
   const PathSet* set_;
+  std::size_t index_;
   std::size_t first_;
   std::size_t last_;
-  EstimateInfo info_;
 };
 
 /// The answers for a batch: a range of `Estimate`, one per measurement, or per group of measurements
@@ -111,9 +126,7 @@ class PathSet {
   bool empty() const { return numSignals_.empty(); }
 
   /// Estimate i, i < size(). Not of a temporary, which would be gone before its paths are read.
-  Estimate operator[](std::size_t i) const& {
-    return {*this, offsets_[i], offsets_[i + 1], {numSignals_[i], outcomes_[i]}};
-  }
+  Estimate operator[](std::size_t i) const& { return {*this, i, offsets_[i], offsets_[i + 1]}; }
   Estimate operator[](std::size_t i) const&& = delete;
 
   /// The same. Errors: std::out_of_range.
@@ -137,6 +150,9 @@ class PathSet {
   Span<const std::size_t> offsets() const& { return column(offsets_); }
   Span<const std::size_t> offsets() const&& = delete;
 
+  /// How many rows share the paths of an estimate: S.
+  std::size_t rowsPerEstimate() const { return rowsPerEstimate_; }
+
   /// One value per path, as in `Path`.
   Span<const double> distances_m() const& { return column(distances_m_); }
   Span<const double> distances_m() const&& = delete;
@@ -144,15 +160,42 @@ class PathSet {
   Span<const double> delays_s() const&& = delete;
   Span<const float> peaks_dB() const& { return column(peaks_dB_); }
   Span<const float> peaks_dB() const&& = delete;
+  Span<const double> deviations_m() const& { return column(deviations_m_); }
+  Span<const double> deviations_m() const&& = delete;
+  Span<const double> SNRs_dB() const& { return column(SNRs_dB_); }
+  Span<const double> SNRs_dB() const&& = delete;
+  Span<const double> lowers_m() const& { return column(lowers_m_); }
+  Span<const double> lowers_m() const&& = delete;
+  Span<const double> uppers_m() const& { return column(uppers_m_); }
+  Span<const double> uppers_m() const&& = delete;
+
+  /// S values per path: amplitude(k, 0) ... amplitude(k, S - 1) of path k of all paths.
+  Span<const std::complex<double>> amplitudes() const& { return column(amplitudes_); }
+  Span<const std::complex<double>> amplitudes() const&& = delete;
+
+  /// The matrices of `Estimate::covariance_m2`, row by row; that of estimate i at
+  /// covarianceOffsets()[i] ... covarianceOffsets()[i + 1] - 1. Empty ones with Music.
+  Span<const double> covariances_m2() const& { return column(covariances_m2_); }
+  Span<const double> covariances_m2() const&& = delete;
+  Span<const std::size_t> covarianceOffsets() const& { return column(covarianceOffsets_); }
+  Span<const std::size_t> covarianceOffsets() const&& = delete;
 
   /// One value per estimate, as in `EstimateInfo`.
   Span<const std::int32_t> numSignals() const& { return column(numSignals_); }
   Span<const std::int32_t> numSignals() const&& = delete;
   Span<const Outcome> outcomes() const& { return column(outcomes_); }
   Span<const Outcome> outcomes() const&& = delete;
+  Span<const double> noisePowers() const& { return column(noisePowers_); }
+  Span<const double> noisePowers() const&& = delete;
+  Span<const double> residualStructures() const& { return column(residualStructures_); }
+  Span<const double> residualStructures() const&& = delete;
+  Span<const double> weakestMargins() const& { return column(weakestMargins_); }
+  Span<const double> weakestMargins() const&& = delete;
+  Span<const double> nextMargins() const& { return column(nextMargins_); }
+  Span<const double> nextMargins() const&& = delete;
 
  private:
-  friend class Ranger;  // which fills it
+  friend class PathSetWriter;
 
   template <class T>
   static Span<const T> column(const std::vector<T>& values) {
@@ -161,18 +204,55 @@ class PathSet {
 
   RangingContext context_;
   bool complete_ = true;
+  std::size_t rowsPerEstimate_ = 1;
   std::vector<std::size_t> offsets_;
   std::vector<double> distances_m_;
   std::vector<double> delays_s_;
   std::vector<float> peaks_dB_;
+  std::vector<double> deviations_m_;
+  std::vector<double> SNRs_dB_;
+  std::vector<double> lowers_m_;
+  std::vector<double> uppers_m_;
+  std::vector<std::complex<double>> amplitudes_;
+  std::vector<double> covariances_m2_;
+  std::vector<std::size_t> covarianceOffsets_;
   std::vector<std::int32_t> numSignals_;
   std::vector<Outcome> outcomes_;
+  std::vector<double> noisePowers_;
+  std::vector<double> residualStructures_;
+  std::vector<double> weakestMargins_;
+  std::vector<double> nextMargins_;
 };
 
 inline Path pathOf(const PathSet& set, std::size_t k) {
-  return {set.distances_m()[k], set.delays_s()[k], set.peaks_dB()[k]};
+  return {set.distances_m()[k],
+          set.delays_s()[k],
+          set.peaks_dB()[k],
+          set.deviations_m()[k],
+          set.amplitudes()[k * set.rowsPerEstimate()],
+          set.SNRs_dB()[k],
+          set.lowers_m()[k],
+          set.uppers_m()[k]};
 }
 
 inline Estimate estimateOf(const PathSet& set, std::size_t i) { return set[i]; }
+
+inline EstimateInfo Estimate::info() const {
+  return {set_->numSignals()[index_],     set_->outcomes()[index_],
+          set_->noisePowers()[index_],    set_->residualStructures()[index_],
+          set_->weakestMargins()[index_], set_->nextMargins()[index_]};
+}
+
+inline std::complex<double> Estimate::amplitude(std::size_t k, std::size_t row) const {
+  return set_->amplitudes()[(first_ + k) * set_->rowsPerEstimate() + row];
+}
+
+inline double Estimate::covariance_m2(std::size_t k, std::size_t l) const {
+  const std::size_t begin = set_->covarianceOffsets()[index_];
+  if (begin == set_->covarianceOffsets()[index_ + 1]) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  return set_->covariances_m2()[begin + k * size() + l];
+}
 
 }  // namespace flightpath

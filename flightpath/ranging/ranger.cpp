@@ -6,12 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "flightpath/api/detail/distance.h"
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/ranging/detail/measurement_ranger.h"
+#include "flightpath/ranging/detail/path_set_writer.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
 #include "flightpath/ranging/detail/row_layout.h"
 #include "flightpath/ranging/detail/thread_team.h"
+#include "flightpath/ranging/detail/tone_layout.h"
 #include "flightpath/runtime/detail/float_environment.h"
 #include "flightpath/toolbox/detail/blas.h"
 
@@ -39,11 +40,51 @@ void check(std::uint32_t numSubcarriers, const RangingOptions& options) {
   }
 }
 
-RangingContext contextOf(std::uint32_t numSubcarriers, double spacing) {
-  const double range_m = exactSpeedOfLight_mps / spacing;
-  const Resolutions steps = defaultResolutions(static_cast<int>(numSubcarriers), spacing);
-  return {numSubcarriers, spacing, range_m, range_m / numSubcarriers,
-          range_m * static_cast<double>(steps.fine)};
+/// What only one of the methods can do is not left out silently by the other.
+void checkMusic(const RangingOptions& options, const ToneLayout& layout) {
+  if (!layout.isEven) {
+    throw std::invalid_argument(
+        "Ranger: Tones has gaps, and Music wants evenly spaced tones: use MaximumLikelihood");
+  }
+  if (!options.Weights.empty() || options.ModelError || options.EarliestDistance ||
+      options.LatestDistance || options.IntervalLevel) {
+    throw std::invalid_argument(
+        "Ranger: Weights, ModelError, EarliestDistance, LatestDistance and IntervalLevel want "
+        "MaximumLikelihood");
+  }
+}
+
+void checkLikelihood(const RangingOptions& options) {
+  const double modelError_dB = options.ModelError.value_or(0.0);
+  if (!(modelError_dB <= 0.0) || !std::isfinite(modelError_dB)) {
+    throw std::invalid_argument("Ranger: ModelError is not a finite number of dB up to 0");
+  }
+  const double level = options.IntervalLevel.value_or(0.5);
+  if (!(level > 0.0) || !(level < 1.0)) {
+    throw std::invalid_argument("Ranger: IntervalLevel is not above 0 and below 1");
+  }
+}
+
+ToneLayout checkedLayout(std::uint32_t numSubcarriers, const RangingOptions& options) {
+  check(numSubcarriers, options);
+  const ToneLayout layout = layoutOf(numSubcarriers, options);
+  if (options.Method == RangingMethod::Music) {
+    checkMusic(options, layout);
+  } else {
+    checkLikelihood(options);
+  }
+  return layout;
+}
+
+RangingContext contextOf(std::uint32_t numSubcarriers, const RangingOptions& options,
+                         const ToneLayout& layout) {
+  const double spacing_Hz = options.SubcarrierSpacing * layout.stride;
+  const double range_m = exactSpeedOfLight_mps / spacing_Hz;
+  const Resolutions steps = defaultResolutions(static_cast<int>(numSubcarriers), spacing_Hz);
+  const double step =
+      options.Method == RangingMethod::Music ? static_cast<double>(steps.fine) : 0.0;
+  return {numSubcarriers, options.SubcarrierSpacing, range_m, range_m / layout.extent,
+          range_m * step};
 }
 
 }  // namespace
@@ -52,16 +93,11 @@ RangingContext contextOf(std::uint32_t numSubcarriers, double spacing) {
 class Ranger::Batch {
  public:
   Batch(std::uint32_t numSubcarriers, const RangingOptions& options)
-      : context_(contextOf(numSubcarriers, options.SubcarrierSpacing)),
-        snapshots_(options.SnapshotsPerEstimate),
-        team_(options.Threads) {
-    for (unsigned i = 0; i < team_.size(); ++i) {
-      workers_.push_back(std::make_unique<Worker>(static_cast<int>(numSubcarriers), options));
-    }
-  }
+      : Batch(numSubcarriers, options, checkedLayout(numSubcarriers, options)) {}
 
   void estimate(const CsiRows& rows, PathSet& out, const Progress& progress) {
-    clear(out);
+    PathSetWriter writer(out);
+    writer.clear(context_, snapshots_);
     const std::size_t total = countEstimates(rows, context_.NumSubcarriers, snapshots_);
     blas::useOneThread();
     try {
@@ -69,71 +105,57 @@ class Ranger::Batch {
       for (bool goOn = total > 0; goOn;) {
         const std::size_t slice = pacer.nextSlice();
         estimateSlice(rows, pacer.done(), slice);
-        append(slice, out);
+        append(writer);
         goOn = pacer.finish(slice);
       }
-      out.complete_ = pacer.done() == total;
+      writer.setComplete(pacer.done() == total);
     } catch (...) {
-      clear(out);
+      writer.clear(context_, snapshots_);
       throw;
     }
   }
 
  private:
-  /// What one estimate found, beside its paths.
-  struct Finding {
-    std::size_t numPaths = 0;
-    EstimateInfo info;
-  };
-
   struct Worker {
-    Worker(int N, const RangingOptions& options) : ranger(N, options) {}
-
     MeasurementRanger ranger;
-    std::vector<FoundPath> found;
+    Findings found;
   };
+
+  Batch(std::uint32_t numSubcarriers, const RangingOptions& options, const ToneLayout& layout)
+      : context_(contextOf(numSubcarriers, options, layout)),
+        snapshots_(options.SnapshotsPerEstimate),
+        team_(options.Threads) {
+    for (unsigned i = 0; i < team_.size(); ++i) {
+      workers_.push_back(
+          std::make_unique<Worker>(Worker{MeasurementRanger(numSubcarriers, options, layout), {}}));
+    }
+  }
 
   /// Contiguous shares, in order: their results only have to be put one behind the other.
   void estimateSlice(const CsiRows& rows, std::size_t begin, std::size_t count) {
-    findings_.resize(count);
+    records_.resize(count);
     team_.run([&](unsigned thread) {
       Worker& worker = *workers_[thread];
       worker.found.clear();
       const std::size_t last = count * (thread + 1) / team_.size();
       for (std::size_t i = count * thread / team_.size(); i < last; ++i) {
-        const EstimateInfo info = worker.ranger.estimate(rows, (begin + i) * snapshots_);
-        findings_[i] = {worker.ranger.paths().size(), info};
-        worker.found.insert(worker.found.end(), worker.ranger.paths().begin(),
-                            worker.ranger.paths().end());
+        records_[i] = estimateOne(worker, rows, (begin + i) * snapshots_);
       }
     });
   }
 
-  void clear(PathSet& out) const {
-    out.context_ = context_;
-    out.complete_ = true;
-    out.offsets_.assign(1, 0);
-    out.distances_m_.clear();
-    out.delays_s_.clear();
-    out.peaks_dB_.clear();
-    out.numSignals_.clear();
-    out.outcomes_.clear();
+  static EstimateRecord estimateOne(Worker& worker, const CsiRows& rows, std::size_t firstRow) {
+    Findings& found = worker.found;
+    const std::size_t numPaths = found.paths.size();
+    const std::size_t numCovariances = found.covariances_m2.size();
+    const EstimateInfo info = worker.ranger.estimate(rows, firstRow, found);
+    return {found.paths.size() - numPaths, found.covariances_m2.size() - numCovariances, info};
   }
 
-  void append(std::size_t count, PathSet& out) const {
-    for (std::size_t i = 0; i < count; ++i) {
-      out.offsets_.push_back(out.offsets_.back() + findings_[i].numPaths);
-      out.numSignals_.push_back(findings_[i].info.NumSignals);
-      out.outcomes_.push_back(findings_[i].info.Result);
-    }
-    const auto spacing_Hz = static_cast<float>(context_.SubcarrierSpacing);
+  void append(PathSetWriter& writer) const {
+    writer.append(records_);
     for (const auto& worker : workers_) {
-      for (const FoundPath& path : worker->found) {
-        const double distance = toDistance(path.frequency, spacing_Hz);
-        out.distances_m_.push_back(distance);
-        out.delays_s_.push_back(distance / exactSpeedOfLight_mps);
-        out.peaks_dB_.push_back(path.peakValue);
-      }
+      writer.append(worker->found);
     }
   }
 
@@ -141,11 +163,10 @@ class Ranger::Batch {
   std::uint32_t snapshots_;
   ThreadTeam team_;
   std::vector<std::unique_ptr<Worker>> workers_;
-  std::vector<Finding> findings_;  // of the estimates in a slice
+  std::vector<EstimateRecord> records_;  // of the estimates in a slice
 };
 
 Ranger::Ranger(std::uint32_t numSubcarriers, const RangingOptions& options) {
-  check(numSubcarriers, options);
   const DefaultFloatEnvironment environment;  // which the threads inherit
   batch_ = std::make_unique<Batch>(numSubcarriers, options);
 }

@@ -131,6 +131,7 @@ void MixedEstimates::normalised(int N) {
 int MixedEstimates::batch(int N) {
   constexpr int count = 2;
   flightpath::RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = spacing_Hz;
   options.NumPaths = nextForcedCount();
   options.Threads = calls_ % 10 == 0 ? 2 : 1;

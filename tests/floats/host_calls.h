@@ -52,6 +52,7 @@ inline Answer byMUSIC1D(const Record& x, const MUSICParameters& parameters) {
 
 inline flightpath::RangingOptions rangingOptions(int forced, unsigned threads) {
   flightpath::RangingOptions how;
+  how.Method = flightpath::RangingMethod::Music;
   how.SubcarrierSpacing = recordSpacing_Hz;
   how.NumPaths = forcedCount(forced);
   how.Threads = threads;

@@ -73,6 +73,7 @@ TEST_F(LongestRecords, OuterProductBeyondAnArrayIsALengthError) {
 // Half the order of the structured engine's matrix is K = 16385: its blocks of K^2 doubles and more.
 TEST_F(LongestRecords, RangerBeyondTheMachineIsABadAlloc) {
   flightpath::RangingOptions how;
+  how.Method = flightpath::RangingMethod::Music;
   how.SubcarrierSpacing = support::recordSpacing_Hz;
   for (const unsigned threads : {1U, 3U}) {
     how.Threads = threads;

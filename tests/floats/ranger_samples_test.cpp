@@ -36,6 +36,7 @@ double farthest_m(int N) { return halfPeriod_m * (1.0 + 2.0 / (30.0 * N) + 1e-6)
 
 RangingOptions options(int forced) {
   RangingOptions how;
+  how.Method = flightpath::RangingMethod::Music;
   how.SubcarrierSpacing = support::recordSpacing_Hz;
   how.NumPaths = forcedCount(forced);
   return how;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "flightpath/likelihood/likelihood_fit.h"
+#include "tests/support/fit_samples.h"
 #include "tests/support/slow_likelihood.h"
 #include "tests/support/tones.h"
 
@@ -171,7 +172,7 @@ Figures measure(const Scenario& s, int numTrials) {
   Tally tally(s);
   for (int i = 0; i < numTrials; ++i) {
     const Trial trial = draw(s, random);
-    fit.fit(trial.samples, start);
+    support::fitSamples(fit, trial.samples, start);
     tally.count(trial, fit);
   }
   return tally.figures();
@@ -257,7 +258,7 @@ TEST(LikelihoodFigures, NoiseBecomesAPathAsOftenAsToldTo) {
     const Scenario noise = {range(0, 63), {}, {}, 0.0, numRows};
     int invented = 0;
     for (int i = 0; i < 2000; ++i) {
-      fit.fit(draw(noise, random).samples, {});
+      support::fitSamples(fit, draw(noise, random).samples, {});
       invented += fit.paths().empty() ? 0 : 1;
     }
     EXPECT_GT(invented, 60) << numRows;
@@ -290,7 +291,7 @@ TEST(LikelihoodFigures, FalseAlarmsAreCountedByTheDelaysThatNoiseCanTake) {
     int invented = 0;
     for (int i = 0; i < 2000; ++i) {
       const auto noise = support::drawChannel(row.tones, row.weights, {}, {}, 1.0, 1, random);
-      fit.fit(noise.rows[0], {});
+      support::fitSamples(fit, noise.rows[0], {});
       invented += fit.paths().empty() ? 0 : 1;
     }
     EXPECT_GT(invented, row.least);
@@ -319,7 +320,7 @@ TEST(LikelihoodFigures, IntervalsHoldWherePathsAreHardlyResolved) {
   int inside[2] = {};
   constexpr int trials = 150;
   for (int i = 0; i < trials; ++i) {
-    fit.fit(draw(pair, random).samples, truth(pair));
+    support::fitSamples(fit, draw(pair, random).samples, truth(pair));
     ASSERT_EQ(fit.paths().size(), 2U);
     for (int p = 0; p < 2; ++p) {
       const double f = truth(pair)[static_cast<std::size_t>(p)];

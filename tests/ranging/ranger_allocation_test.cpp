@@ -8,10 +8,8 @@
 #include <limits>
 #include <new>
 #include <random>
-#include <span>
 #include <vector>
 
-#include "flightpath/likelihood/likelihood_fit.h"
 #include "flightpath/ranging/ranger.h"
 #include "simulated_channel.h"
 #include "tests/support/replaced_new.h"
@@ -68,6 +66,7 @@ std::vector<creal32_T> rowsOf(int N, int rows) {
 
 flightpath::RangingOptions withSnapshots(std::uint32_t snapshots) {
   flightpath::RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = spacing_Hz;
   options.SnapshotsPerEstimate = snapshots;
   return options;
@@ -88,6 +87,7 @@ TEST(RangerAllocation, TheSecondCallIntoTheSamePathSetMakesNone) {
   for (const int N : {1, 7, 30, 64, 114}) {
     for (const int forced : {-1, 0, 1, 2, 3, 10, 255}) {
       flightpath::RangingOptions options;
+      options.Method = flightpath::RangingMethod::Music;
       options.SubcarrierSpacing = spacing_Hz;
       if (forced >= 0) {
         options.NumPaths = static_cast<std::uint32_t>(forced);
@@ -136,30 +136,31 @@ TEST(RangerAllocation, NoneOnAnyWayThroughTheEstimator) {
 }
 
 // EXACT: a fit has all of its work space from the construction on, intervals too.
-TEST(LikelihoodAllocation, NoFitMakesAny) {
-  std::vector<int> tones;
+TEST(RangerAllocation, NoneByMaximumLikelihood) {
+  std::vector<int> blocks;
   for (int t = 0; t < 40; ++t) {
-    tones.push_back(t < 20 ? t : t + 20);  // in blocks: every way through the search
+    blocks.push_back(t < 20 ? t : t + 20);  // every way through the search
   }
-  const std::vector<double> start = {0.01, 0.2, -0.3};
-  for (const int numTones : {1, 7, 40}) {
+  for (const int N : {1, 7, 40}) {
     for (const int forced : {-1, 0, 5}) {
-      flightpath::LikelihoodSettings settings;
-      if (forced >= 0) {
-        settings.numPaths = forced;
-      }
-      const auto N = static_cast<std::size_t>(numTones);
-      const std::vector<creal32_T> batch = mixedBatch(numTones);
-      flightpath::LikelihoodFit fit(std::span<const int>(tones).first(N), {}, settings);
-      const int before = allocations;
-      for (std::size_t i = 0; i + N <= batch.size(); i += 3 * N) {
-        fit.fit(std::span<const creal32_T>(batch).subspan(i, N), {});
-        fit.fit(std::span<const creal32_T>(batch).subspan(i, N), start);
-        if (!fit.paths().empty()) {
-          fit.interval(0, 0.95);
+      for (const bool hasGaps : {false, true}) {
+        flightpath::RangingOptions options;
+        options.SubcarrierSpacing = spacing_Hz;
+        options.IntervalLevel = 0.95;
+        if (forced >= 0) {
+          options.NumPaths = static_cast<std::uint32_t>(forced);
         }
+        if (hasGaps) {
+          options.Tones.assign(blocks.begin(), blocks.begin() + N);
+        }
+        const std::vector<creal32_T> batch = mixedBatch(N);
+        flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options);
+        flightpath::PathSet out;
+        ranger.estimate({batch, static_cast<std::size_t>(N)}, out);
+        const int before = allocations;
+        ranger.estimate({batch, static_cast<std::size_t>(N)}, out);
+        EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
       }
-      EXPECT_EQ(allocations - before, 0) << "N " << N << ", forced " << forced;
     }
   }
 }

@@ -224,6 +224,7 @@ TEST(SolverMemory, IsNotAskedForByTheRanger) {
        {std::optional<unsigned char>(), std::optional<unsigned char>(3),
         std::optional<unsigned char>(255)}) {
     flightpath::RangingOptions how;
+    how.Method = flightpath::RangingMethod::Music;
     how.SubcarrierSpacing = 312500.0;
     how.NumPaths = forced;
     flightpath::Ranger ranger(numSamples, how);

@@ -39,6 +39,7 @@ std::vector<double> estimatedDistances(unsigned rangerThreads) {
     std::vector<creal32_T> batch = samples;
     batch.insert(batch.end(), samples.begin(), samples.end());
     flightpath::RangingOptions how;
+    how.Method = flightpath::RangingMethod::Music;
     how.SubcarrierSpacing = spacing_Hz;
     how.NumPaths = 2;
     how.Threads = rangerThreads;

@@ -29,4 +29,31 @@ inline Columns columnsOf(const flightpath::PathSet& set) {
           toVector(set.peaks_dB()), toVector(set.numSignals()),  toVector(set.outcomes())};
 }
 
+/// Every number of a PathSet, for comparisons of bits.
+inline std::vector<double> everythingIn(const flightpath::PathSet& set) {
+  std::vector<double> all = {set.complete() ? 1.0 : 0.0,
+                             static_cast<double>(set.rowsPerEstimate())};
+  const auto add = [&all](const auto& column) {
+    for (const auto value : column) {
+      all.push_back(static_cast<double>(value));
+    }
+  };
+  add(set.offsets());
+  add(set.covarianceOffsets());
+  add(set.numSignals());
+  add(set.outcomes());
+  add(set.peaks_dB());
+  for (const auto& column :
+       {set.distances_m(), set.delays_s(), set.deviations_m(), set.SNRs_dB(), set.lowers_m(),
+        set.uppers_m(), set.covariances_m2(), set.noisePowers(), set.residualStructures(),
+        set.weakestMargins(), set.nextMargins()}) {
+    add(column);
+  }
+  for (const auto amplitude : set.amplitudes()) {
+    all.push_back(amplitude.real());
+    all.push_back(amplitude.imag());
+  }
+  return all;
+}
+
 }  // namespace support

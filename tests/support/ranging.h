@@ -23,8 +23,10 @@ using Samples = std::vector<creal32_T>;
 constexpr double spacing_Hz = 312500.0;
 constexpr double speedOfLight_mps = 299792458.0;
 
+/// Of MUSIC, whose answers those of the dense routines check.
 inline RangingOptions withSpacing(double spacing) {
   RangingOptions how;
+  how.Method = flightpath::RangingMethod::Music;
   how.SubcarrierSpacing = spacing;
   return how;
 }
@@ -33,6 +35,13 @@ inline RangingOptions options(std::optional<std::uint32_t> forced = {}, unsigned
   RangingOptions how = withSpacing(spacing_Hz);
   how.NumPaths = forced;
   how.Threads = threads;
+  return how;
+}
+
+/// Of maximum likelihood.
+inline RangingOptions likelihood(std::optional<std::uint32_t> forced = {}, unsigned threads = 1) {
+  RangingOptions how = options(forced, threads);
+  how.Method = flightpath::RangingMethod::MaximumLikelihood;
   return how;
 }
 

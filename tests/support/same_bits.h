@@ -26,6 +26,19 @@ inline bool sameBits(creal32_T a, creal32_T b) {
   return sameBits(a.re, b.re) && sameBits(a.im, b.im);
 }
 
+inline testing::AssertionResult sameBits(const std::vector<double>& a,
+                                         const std::vector<double>& b) {
+  if (a.size() != b.size()) {
+    return testing::AssertionFailure() << a.size() << " and " << b.size() << " numbers";
+  }
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (!sameBits(a[i], b[i])) {
+      return testing::AssertionFailure() << "number " << i << " differs: " << a[i] << ", " << b[i];
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
 /// Shapes and elements; the message names the first element that differs.
 template <class T, int N>
 testing::AssertionResult sameBits(const coder::array<T, N>& a, const coder::array<T, N>& b) {

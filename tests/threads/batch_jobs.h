@@ -44,6 +44,7 @@ inline std::vector<BatchJob> batchJobs() {
 
 inline flightpath::Ranger makeRanger(const BatchJob& job, unsigned threads) {
   flightpath::RangingOptions how;
+  how.Method = flightpath::RangingMethod::Music;
   how.SubcarrierSpacing = spacing_Hz;
   how.NumPaths = job.forced;
   how.Threads = threads;

@@ -1,122 +1,153 @@
 #include "flightpath/ranging/detail/measurement_ranger.h"
 
 #include <cmath>
-#include <cstdint>
-#include <stdexcept>
+#include <limits>
 
 #include "flightpath/api/detail/distance.h"
-#include "flightpath/api/music_parameters.h"
-#include "flightpath/api/tof_parameters.h"
-#include "flightpath/ranging/detail/real_covariance.h"
-#include "flightpath/ranging/detail/real_gram.h"
-#include "flightpath/rules/default_settings.h"
-#include "flightpath/rules/one_path_route.h"
-#include "flightpath/rules/phase_slope.h"
-#include "flightpath/rules/subvector_length.h"
-#include "flightpath/runtime/detail/complex_math.h"
+#include "flightpath/api/detail/speed_of_light.h"
 
 namespace flightpath {
 namespace {
 
-/// One row's covariance has rank 2K, so its Gram matrix is smaller; that of several has rank L.
-std::unique_ptr<RealForm> makeForm(int N, std::uint32_t snapshots) {
-  const int L = subvectorLength(N);
-  if (snapshots == 1) {
-    return std::make_unique<RealGram>(N, L);
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+std::optional<int> forcedCount(const RangingOptions& options) {
+  if (!options.NumPaths) {
+    return {};
   }
-  return std::make_unique<RealCovariance>(N, L);
+  return static_cast<int>(*options.NumPaths);
+}
+
+/// The normalised frequency of a distance.
+std::optional<double> normalised(std::optional<double> distance_m, double spacing_Hz) {
+  if (!distance_m) {
+    return {};
+  }
+  return *distance_m * spacing_Hz / exactSpeedOfLight_mps;
+}
+
+LikelihoodSettings likelihoodSettings(const RangingOptions& options) {
+  LikelihoodSettings how;
+  how.falseAlarm = options.FalseAlarm;
+  how.modelError = options.ModelError ? std::pow(10.0, *options.ModelError / 10.0) : 0.0;
+  how.numPaths = forcedCount(options);
+  how.earliest = normalised(options.EarliestDistance, options.SubcarrierSpacing);
+  how.latest = normalised(options.LatestDistance, options.SubcarrierSpacing);
+  how.snapshots = static_cast<int>(options.SnapshotsPerEstimate);
+  return how;
+}
+
+bool isMusic(const RangingOptions& options) { return options.Method == RangingMethod::Music; }
+
+bool usesMusic(const RangingOptions& options, const ToneLayout& layout) {
+  return isMusic(options) || (layout.isEven && options.SnapshotsPerEstimate == 1);
+}
+
+double decibels(double power) { return 10.0 * std::log10(power); }
+
+Path pathAt(double distance_m, float peak_dB) {
+  Path path;
+  path.Distance_m = distance_m;
+  path.Delay_s = distance_m / exactSpeedOfLight_mps;
+  path.Peak_dB = peak_dB;
+  return path;
 }
 
 }  // namespace
 
-Resolutions defaultResolutions(int N, double spacing_Hz) {
-  ToFEstimationParameters parameters;
-  setDefaults(static_cast<float>(N), static_cast<float>(spacing_Hz), parameters);
-  b_MUSICParameters normalised;
-  parameters.getMUSICParameters(normalised);
-  const float range_m = toDistance(1.0F, static_cast<float>(spacing_Hz));
-  if (!std::isnormal(normalised.CoarseResolution) || !std::isnormal(normalised.FineResolution) ||
-      !std::isfinite(range_m)) {
-    throw std::invalid_argument("Ranger: SubcarrierSpacing leaves the range of single precision");
+MeasurementRanger::MeasurementRanger(std::uint32_t numSubcarriers, const RangingOptions& options,
+                                     const ToneLayout& layout)
+    : spacing_Hz_(options.SubcarrierSpacing),
+      stride_(layout.stride),
+      intervalLevel_(options.IntervalLevel),
+      samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate)) {
+  if (usesMusic(options, layout)) {
+    music_ =
+        std::make_unique<MusicPaths>(static_cast<int>(numSubcarriers), spacing_Hz_ * stride_,
+                                     MusicPaths::Settings{samples_.numRows(), forcedCount(options),
+                                                          options.PhaseSlopeForOnePath});
   }
-  return {normalised.CoarseResolution, normalised.FineResolution};
+  if (!isMusic(options)) {
+    fit_ = std::make_unique<LikelihoodFit>(measuredTones(numSubcarriers, options), options.Weights,
+                                           likelihoodSettings(options));
+  }
 }
 
-MeasurementRanger::MeasurementRanger(int N, const RangingOptions& options)
-    : options_(options),
-      samples_(N, static_cast<int>(options.SnapshotsPerEstimate)),
-      form_(makeForm(N, options.SnapshotsPerEstimate)),
-      space_(form_->order(), form_->L(), samples_.numRows()),
-      search_(form_->L(), defaultResolutions(N, options.SubcarrierSpacing)),
-      re_(static_cast<std::size_t>(form_->L())),
-      im_(re_.size()),
-      steps_(static_cast<std::size_t>(N) - 1) {}
-
-EstimateInfo MeasurementRanger::estimate(const CsiRows& rows, std::size_t firstRow) {
-  paths_.clear();
+EstimateInfo MeasurementRanger::estimate(const CsiRows& rows, std::size_t firstRow,
+                                         Findings& found) {
   if (!samples_.take(rows, firstRow)) {
     return {0, Outcome::BadSamples};
   }
-  if (closedFormIsForced()) {
-    return reportClosedForm();
-  }
-  const int numSolved = solveSignals();
-  const int numSignals = options_.NumPaths ? static_cast<int>(*options_.NumPaths) : numSolved;
-  if (takesClosedForm(static_cast<float>(numSignals), options_.PhaseSlopeForOnePath)) {
-    return reportClosedForm();
-  }
-  return reportSearch(numSolved, numSignals);
+  return fit_ == nullptr ? reportMusic(found) : reportLikelihood(found);
 }
 
-/// Then the covariance need not be looked at.
-bool MeasurementRanger::closedFormIsForced() const {
-  return options_.NumPaths &&
-         takesClosedForm(static_cast<float>(*options_.NumPaths), options_.PhaseSlopeForOnePath);
-}
-
-int MeasurementRanger::solveSignals() {
-  form_->form(samples_);
-  if (!options_.NumPaths) {
-    return space_.count(form_->matrix());
+EstimateInfo MeasurementRanger::reportMusic(Findings& found) {
+  const EstimateInfo info = music_->find(samples_);
+  const auto spacing_Hz = static_cast<float>(spacing_Hz_ * stride_);
+  for (const FoundPath& path : music_->paths()) {
+    found.paths.push_back(pathAt(toDistance(path.frequency, spacing_Hz), path.peakValue));
+    found.amplitudes.insert(found.amplitudes.end(), static_cast<std::size_t>(samples_.numRows()),
+                            {notANumber, notANumber});
   }
-  return space_.take(form_->matrix(), static_cast<int>(*options_.NumPaths));
+  return info;
 }
 
-/// steps_ := the products of neighbouring samples, summed over the rows, in the closed form's single
-/// precision.
-void MeasurementRanger::sumPhaseSteps() {
-  for (int row = 0; row < samples_.numRows(); ++row) {
-    const auto sample = [re = samples_.re(row), im = samples_.im(row)](std::size_t k) -> creal32_T {
-      return {static_cast<float>(re[k]), static_cast<float>(im[k])};
-    };
-    for (std::size_t k = 0; k < steps_.size(); ++k) {
-      const creal32_T step = timesConjugate(sample(k + 1), sample(k));
-      steps_[k] = row == 0 ? step : add(steps_[k], step);
+void MeasurementRanger::startFromMusic() {
+  start_.clear();
+  if (music_ == nullptr) {
+    return;
+  }
+  music_->find(samples_);
+  for (const FoundPath& path : music_->paths()) {
+    start_.push_back(static_cast<double>(path.frequency) / stride_);
+  }
+}
+
+EstimateInfo MeasurementRanger::reportLikelihood(Findings& found) {
+  startFromMusic();
+  fit_->fit(samples_.re(), samples_.im(), start_);
+  for (std::size_t p = 0; p < fit_->paths().size(); ++p) {
+    found.paths.push_back(pathOfFit(p));
+    for (int row = 0; row < samples_.numRows(); ++row) {
+      found.amplitudes.push_back(fit_->amplitude(static_cast<int>(p), row) / samples_.scale());
     }
   }
+  reportCovariances(found);
+  const FitReport& report = fit_->report();
+  const auto count = static_cast<std::int32_t>(fit_->paths().size());
+  return {count,
+          count == 0 ? Outcome::NoSignal : Outcome::Found,
+          report.noisePower / samples_.scale() / samples_.scale(),
+          report.structure,
+          report.weakest,
+          report.next};
 }
 
-EstimateInfo MeasurementRanger::reportClosedForm() {
-  sumPhaseSteps();
-  paths_.push_back({phaseSlopeFrequency(steps_, angles_), 1.0F});
-  return {1, Outcome::Found};
-}
-
-void MeasurementRanger::handSignalsToSearch(int numSolved) {
-  search_.clear();
-  for (int k = 0; k < numSolved && space_.value(k) > 0.0; ++k) {
-    form_->eigenvector(space_.vector(k), space_.value(k), re_, im_);
-    search_.add(re_, im_);
+Path MeasurementRanger::pathOfFit(std::size_t p) {
+  const LikelyPath& found = fit_->paths()[p];
+  const double range_m = exactSpeedOfLight_mps / spacing_Hz_;
+  // Power and scale each within the range of a double, though their quotient may leave it.
+  const double power_dB = decibels(found.power) - 2.0 * decibels(samples_.scale());
+  Path path = pathAt(found.frequency * range_m, static_cast<float>(power_dB));
+  path.Deviation_m = found.deviation * range_m;
+  path.Amplitude = fit_->amplitude(static_cast<int>(p), 0) / samples_.scale();
+  path.SNR_dB = decibels(found.power / fit_->report().noisePower);
+  if (intervalLevel_) {
+    const DelayInterval interval = fit_->interval(static_cast<int>(p), *intervalLevel_);
+    path.Lower_m = interval.earliest * range_m;
+    path.Upper_m = interval.latest * range_m;
   }
+  return path;
 }
 
-EstimateInfo MeasurementRanger::reportSearch(int numSolved, int numSignals) {
-  if (numSolved == 0) {
-    return {numSignals, Outcome::NoSignal};
+void MeasurementRanger::reportCovariances(Findings& found) const {
+  const double range_m = exactSpeedOfLight_mps / spacing_Hz_;
+  const int count = static_cast<int>(fit_->paths().size());
+  for (int p = 0; p < count; ++p) {
+    for (int q = 0; q < count; ++q) {
+      found.covariances_m2.push_back(fit_->covariance(p, q) * range_m * range_m);
+    }
   }
-  handSignalsToSearch(numSolved);
-  search_.search(numSignals, paths_);
-  return {numSignals, paths_.empty() ? Outcome::NothingAboveThreshold : Outcome::Found};
 }
 
 }  // namespace flightpath

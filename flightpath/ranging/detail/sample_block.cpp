@@ -58,9 +58,9 @@ bool SampleBlock::take(const CsiRows& rows, std::size_t first) {
   if (!allFinite(re_) || !allFinite(im_)) {
     return false;
   }
-  const double scale = powerOfTwoScale(std::max(largestMagnitude(re_), largestMagnitude(im_)));
+  scale_ = powerOfTwoScale(std::max(largestMagnitude(re_), largestMagnitude(im_)));
   for (std::vector<double>* const parts : {&re_, &im_}) {
-    std::ranges::for_each(*parts, [scale](double& part) { part *= scale; });
+    std::ranges::for_each(*parts, [this](double& part) { part *= scale_; });
   }
   return true;
 }

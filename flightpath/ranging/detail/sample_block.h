@@ -22,8 +22,15 @@ class SampleBlock {
   bool take(const CsiRows& rows, std::size_t first);
 
   int numRows() const { return numRows_; }
+
+  /// The parts of one row, and of all rows, one after the other.
   std::span<const double> re(int row) const { return rowOf(re_, row); }
   std::span<const double> im(int row) const { return rowOf(im_, row); }
+  std::span<const double> re() const { return re_; }
+  std::span<const double> im() const { return im_; }
+
+  /// The power of two that the samples were multiplied by.
+  double scale() const { return scale_; }
 
  private:
   std::span<const double> rowOf(const std::vector<double>& parts, int row) const {
@@ -33,6 +40,7 @@ class SampleBlock {
   std::size_t N_;
   int numRows_;
   std::vector<double> re_, im_;
+  double scale_ = 1.0;
 };
 
 }  // namespace flightpath

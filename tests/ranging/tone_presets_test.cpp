@@ -1,4 +1,4 @@
-#include "flightpath/likelihood/tone_presets.h"
+#include "flightpath/ranging/tone_presets.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "flightpath/runtime/export.h"
+
 namespace flightpath {
 
 /// The tones of receivers by their standards, as indices around the carrier.
@@ -35,6 +37,10 @@ enum class TonePreset {
   Sounding
 };
 
-std::vector<int> tonesOf(TonePreset preset);
+/// Their indices, ascending: what `RangingOptions::Tones` takes, in the order in which receivers report them.
+///
+///   options.Tones = flightpath::tonesOf(flightpath::TonePreset::HT20);
+///   flightpath::Ranger ranger(56, options);
+FLIGHTPATH_API std::vector<int> tonesOf(TonePreset preset);
 
 }  // namespace flightpath
