@@ -23,7 +23,7 @@ import scenarios
 matplotlib.use("svg")
 from matplotlib import pyplot  # noqa: E402
 
-SCENARIOS = ["one", "easy3", "close3", "wide3", "wide5", "none"]
+SCENARIOS = ["one", "easy3", "weak3", "close3", "wide3", "wide5", "none"]
 STAGES = [("StageSmoothing", "smoothing"), ("StageEigen", "eigen decomposition"),
           ("StageCount", "count"), ("StageFFTSpectrum", "FFT spectrum"),
           ("StagePeaks", "peaks"), ("StageFineSearch", "fine search")]
@@ -124,8 +124,8 @@ def accuracy(folder, peer_trials):
     for name in SCENARIOS:
         scenario = scenarios.load(folder, name)
         for engine, label in scenarios.ENGINES.items():
-            records.append(record(scenario, label, "estimated", scenario.found_s[engine],
-                                  scenario.seconds[engine]))
+            records.append(record(scenario, label, "estimated", scenario.found_s(engine),
+                                  scenario.seconds(engine)))
         for label, package, make, told in peers.PEERS:
             if importlib.util.find_spec(package) is None or (name == "none" and told == "given"):
                 continue
@@ -223,7 +223,8 @@ def page(times, context, memory, ranger, folder, records, notes, peer_trials):
         f"each; peers on the\nfirst {peer_trials} trials. A trial counts as found when every true "
         "path has a delay of its own within half the\nsmallest separation of two paths (half a "
         "resolution cell for one path). RMSE over the paths of the trials\nfound; the Cramér-Rao "
-        "bound for known count and unknown amplitudes, averaged over the phases drawn.",
+        "bound for known count and unknown amplitudes, averaged over the phases drawn. SNR is that of the\n"
+        "strongest path, per tone.",
     ]
     for name in SCENARIOS:
         scenario = scenarios.load(folder, name)

@@ -18,13 +18,19 @@ class Scenario:
     name: str
     num_subcarriers: int
     spacing_Hz: float
-    snr_dB: float
+    snr_dB: float              # of the strongest path
     delays_s: np.ndarray       # (P,)
     amplitudes: np.ndarray     # (P,)
     phases_rad: np.ndarray     # (T, P)
-    samples: np.ndarray        # (T, N) complex64
-    found_s: dict              # by engine, T lists: what flightpath found
-    seconds: dict              # by engine, (T,)
+    samples: np.ndarray        # (T, tones) complex64
+    tones: np.ndarray          # indices of the samples
+    answers: dict              # by engine, T records: what flightpath found
+
+    def found_s(self, engine):
+        return [answer["found_s"] for answer in self.answers[engine]]
+
+    def seconds(self, engine):
+        return np.array([answer["seconds"] for answer in self.answers[engine]])
 
     @property
     def tolerance_s(self):
@@ -37,15 +43,15 @@ class Scenario:
 def load(folder, name):
     folder = pathlib.Path(folder)
     d = json.loads((folder / f"{name}.json").read_text())
-    samples = np.fromfile(folder / f"{name}.samples", dtype=np.complex64).reshape(-1, d["N"])
+    tones = np.array(d["tones"] or range(d["N"]))
+    samples = np.fromfile(folder / f"{name}.samples", dtype=np.complex64).reshape(-1, len(tones))
     trials = d["trials"]
     return Scenario(
         name=name, num_subcarriers=d["N"], spacing_Hz=d["spacing_Hz"], snr_dB=d["snr_dB"],
         delays_s=np.array(d["delays_s"]), amplitudes=np.array(d["amplitudes"]),
         phases_rad=np.array([t["phases_rad"] for t in trials]),
-        samples=samples,
-        found_s={e: [t[e]["found_s"] for t in trials] for e in ENGINES},
-        seconds={e: np.array([t[e]["seconds"] for t in trials]) for e in ENGINES})
+        samples=samples, tones=tones,
+        answers={e: [t[e] for t in trials] for e in ENGINES if e in trials[0]})
 
 
 def score(scenario, found_s):
@@ -68,23 +74,28 @@ def score(scenario, found_s):
 
 
 def cramer_rao_rms(scenario):
-    """Root mean square over paths and trials of the Cramer-Rao bound of the delays, in seconds.
+    """Root mean square over paths and trials of the Cramer-Rao bound of the delays, in seconds."""
+    return float(np.sqrt(np.mean(bounds(scenario))))
+
+
+def bounds(scenario):
+    """(T, P): the Cramer-Rao bound of the delays' variances, per trial, in square seconds.
 
     Deterministic signals, unknown complex amplitudes, white noise (Stoica and Nehorai, MUSIC,
     maximum likelihood, and Cramer-Rao bound, IEEE Trans. Acoust., Speech, Signal Process. 37(5),
     1989): CRB = noise / 2 * inv(Re((D^H P D) o conj(a) a^T)), D the derivatives of the steering
     vectors and P the projection off them.
     """
-    k = np.arange(scenario.num_subcarriers)[:, None]
+    k = scenario.tones[:, None]
     omega = 2 * np.pi * scenario.spacing_Hz
     A = np.exp(-1j * omega * k * scenario.delays_s)
     D = -1j * omega * k * A
-    noise = np.sum(scenario.amplitudes**2) * 10 ** (-scenario.snr_dB / 10)
-    off = np.eye(scenario.num_subcarriers) - A @ np.linalg.pinv(A)
+    noise = np.max(scenario.amplitudes**2) * 10 ** (-scenario.snr_dB / 10)
+    off = np.eye(len(k)) - A @ np.linalg.pinv(A)
     H = D.conj().T @ off @ D
-    bounds = []
+    variances = []
     for phases in scenario.phases_rad:
         a = scenario.amplitudes * np.exp(1j * phases)
         fisher = np.real(H * np.outer(a.conj(), a))
-        bounds.append(np.diag(np.linalg.inv(fisher)) * noise / 2)
-    return float(np.sqrt(np.mean(bounds)))
+        variances.append(np.diag(np.linalg.inv(fisher)) * noise / 2)
+    return np.array(variances)

@@ -17,7 +17,8 @@ namespace flightpath {
 /// With MaximumLikelihood, and NaN with Music:
 ///
 /// Deviation_m  standard deviation of Distance_m by the Fisher information at the answer. It holds
-///              where the count is right and deviations are below a tenth of the paths' separation
+///              where the count is right and deviations are below a tenth of the paths' separation;
+///              infinite where the samples do not determine the delays
 /// Amplitude    complex, in the samples' unit: what the path adds to a tone at the mean index. Where
 ///              rows share their paths, that of the first row
 /// SNR_dB       the path's power over the noise, per sample

@@ -1,0 +1,1 @@
+// Carries the headers that the tests share, compiled once: see tests/CMakeLists.txt.
