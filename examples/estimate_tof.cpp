@@ -1,13 +1,14 @@
 // Distances of the propagation paths in measured channels, or in a simulated one.
 //
-//   estimate_tof                       a simulated channel of three known paths
-//   estimate_tof FILE.csv [--paths N]  every measurement of a file, N paths each or as many as
-//   found
+//   estimate_tof                       a simulated channel of three known paths, by flightpath::Ranger
+//   estimate_tof FILE.csv [--paths N]  every measurement of a file by MUSIC::estimateToF, N paths each or
+//                                      as many as found
 
 #include <flightpath/flightpath.h>
 #include <getopt.h>
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -98,29 +99,26 @@ void estimateFile(const std::string& path, std::optional<unsigned char> numPaths
   }
 }
 
-/// A 20 MHz receiver with 64 subcarriers, 30 dB over the noise.
+/// A 20 MHz receiver with 64 subcarriers, 30 dB over the noise: by the Ranger, with deviations.
 void estimateSimulated() {
-  constexpr std::uint32_t spacing_Hz = 312500;
+  constexpr double spacing_Hz = 312500.0;
   const std::vector<SimulatedPath> paths = {
       {40e-9, 1.0, 0.3}, {110e-9, 0.7, 1.9}, {200e-9, 0.5, -2.2}};
   std::mt19937_64 random(1);
-  const std::vector<creal32_T> samples =
-      simulateChannel(paths, {64, static_cast<double>(spacing_Hz), 30.0}, random);
-  const ToFEstimate found = MUSIC::estimateToF(toCSI(samples, spacing_Hz));
+  const std::vector<creal32_T> samples = simulateChannel(paths, {64, spacing_Hz, 30.0}, random);
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = spacing_Hz;
+  flightpath::Ranger ranger(64, options);
+  const flightpath::PathSet found = ranger.estimate(samples);
 
-  std::printf("simulated channel: 64 subcarriers %u Hz apart, %zu paths, 30 dB; found %zu paths\n",
-              spacing_Hz, paths.size(), found.Distances.size());
-  std::printf("path  true [m]  found [m]  true [ns]  found [ns]\n");
-  for (std::size_t k = 0; k < found.Distances.size(); ++k) {
-    std::printf("%4zu", k + 1);
-    if (k < paths.size()) {
-      std::printf("  %8.3f  %9.3f  %9.3f  %10.3f\n", paths[k].delay_s * speedOfLight_mps,
-                  found.Distances[k], paths[k].delay_s / nanosecond,
-                  found.TimesOfFlight[k] / nanosecond);
-    } else {
-      std::printf("  %8s  %9.3f  %9s  %10.3f\n", "none", found.Distances[k], "none",
-                  found.TimesOfFlight[k] / nanosecond);
-    }
+  std::printf("simulated channel: 64 subcarriers %g Hz apart, %zu paths, 30 dB; found %zu paths\n",
+              spacing_Hz, paths.size(), found[0].size());
+  std::printf("path  true [m]  found [m]  deviation [m]  over noise [dB]\n");
+  for (std::size_t k = 0; k < found[0].size(); ++k) {
+    const flightpath::Path path = found[0][k];
+    const double true_m = k < paths.size() ? paths[k].delay_s * speedOfLight_mps : NAN;
+    std::printf("%4zu  %8.3f  %9.3f  %13.3f  %15.1f\n", k + 1, true_m, path.Distance_m,
+                path.Deviation_m, path.SNR_dB);
   }
 }
 

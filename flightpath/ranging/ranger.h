@@ -60,8 +60,8 @@ namespace flightpath {
 /// A Ranger keeps its plans, work space and threads: on one thread `estimate` into a reused PathSet
 /// allocates nothing once both have held as many estimates and paths. The work space, made at
 /// construction, takes about 7 N^2 bytes per thread for large N, and 16 N^2 + 16 N S where rows share
-/// an estimate by Music; without Music's start, about 3 kB per sample of an estimate. Only one thread at
-/// a time may use a Ranger.
+/// an estimate by Music. Maximum likelihood takes about 2 kB per tone and 0.1 kB per sample of an
+/// estimate besides. Only one thread at a time may use a Ranger.
 ///
 /// Source: P. Stoica and A. Nehorai, MUSIC, maximum likelihood, and Cramer-Rao bound, IEEE Trans.
 /// Acoust., Speech, Signal Process. 37(5), 1989, and docs/trust.md; MUSIC as in `MUSIC::estimateToF`;
