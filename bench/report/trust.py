@@ -139,12 +139,24 @@ def draw_pairs(folder, docs):
 
     axes_of(docs / "trust-pairs.svg", "%", "distance of the two paths, cells (1 / bandwidth)", shares)
     rows = []
-    for separation, likelihood, music in zip(apart, results["likelihood"], results["music"]):
+    spoilt = [missed_coverage(pair) for pair in pairs]
+    for separation, likelihood, music, missed in zip(apart, results["likelihood"], results["music"],
+                                                     spoilt):
         rows.append([f"{separation:g}", percent(music["found"]), percent(likelihood["found"]),
                      ratio(likelihood["error"]), percent(likelihood["within"][1]),
-                     percent(likelihood["interval"])])
+                     percent(likelihood["interval"]), missed])
     return table(["cells apart", "MUSIC: both found", "maximum likelihood: both found",
-                  "error / bound", "within 2 deviations", "in the 95.45 % interval"], rows)
+                  "error / bound", "within 2 deviations", "in the 95.45 % interval",
+                  "where one was missed: the stronger in the other's interval"], rows)
+
+
+def missed_coverage(pair):
+    """Where only one of two paths was found: how often the stronger one lies in its interval."""
+    single = [answer for answer in pair.answers["likelihood"] if len(answer["found_s"]) == 1]
+    if len(single) < 10:
+        return ""
+    held = sum(answer["lower_s"][0] <= pair.delays_s[0] <= answer["upper_s"][0] for answer in single)
+    return f"{held} of {len(single)}"
 
 
 def draw_coverage(results, docs):
