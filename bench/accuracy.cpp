@@ -74,7 +74,7 @@ void addLevels(std::vector<Scenario>& all) {
 /// Two paths that approach each other, in hundredths of a cell.
 void addPairs(std::vector<Scenario>& all) {
   constexpr double cell_s = 1.0 / (64 * 312500.0);
-  for (const int hundredths : {15, 20, 25, 35, 50, 70, 100, 140, 200}) {
+  for (const int hundredths : {5, 10, 15, 20, 25, 35, 50, 70, 100, 140, 200}) {
     all.push_back({"pair-" + std::to_string(hundredths),
                    64,
                    30.0,

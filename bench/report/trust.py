@@ -26,7 +26,7 @@ matplotlib.rcParams["svg.hashsalt"] = "flightpath"  # the same picture from the 
 matplotlib.rcParams["font.size"] = 10
 
 LEVELS_dB = range(0, 41, 5)
-PAIRS = (15, 20, 25, 35, 50, 70, 100, 140, 200)  # hundredths of a cell
+PAIRS = (5, 10, 15, 20, 25, 35, 50, 70, 100, 140, 200)  # hundredths of a cell
 GAPS = {"Legacy20": "52 tones of 64", "HT20": "56 tones of 64", "HT40": "114 tones of 128",
         "Grouped20": "30 tones, grouped by two"}
 COLOURS = {"likelihood": "#0b6e99", "music": "#c23b22"}
