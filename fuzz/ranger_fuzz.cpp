@@ -1,6 +1,6 @@
-// flightpath::Ranger on batches of any floats: one measurement gives the same bits whatever stands
-// beside it, on any number of threads, in any order and in any unit that is a power of two; shapes
-// and refusals are those of the header; and on benign channels the paths are those of the
+// flightpath::Ranger by MUSIC on batches of any floats: one measurement gives the same bits whatever
+// stands beside it, on any number of threads, in any order and in any unit that is a power of two;
+// shapes and refusals are those of the header; and on benign channels the paths are those of the
 // double-precision model and of MUSIC::estimateToF.
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -187,13 +187,9 @@ void checkSnapshots(const Batch& batch, FuzzedDataProvider& data) {
 
 /// Whether the header lets such a Ranger be made.
 bool isAllowed(const RangingOptions& options, std::uint32_t N) {
-  const auto spacing = static_cast<float>(options.SubcarrierSpacing);
-  const float coarse_m = 299792458.0F / (static_cast<float>(N) * spacing) / 30.0F;
   return N >= 1 && N <= 65535 && options.SubcarrierSpacing > 0.0 &&
          std::isfinite(options.SubcarrierSpacing) && options.Threads <= 1024 &&
-         std::isfinite(1.0F / spacing * 299792458.0F) &&
-         std::isnormal(fuzz::toNormalisedFrequency(coarse_m, spacing)) &&
-         std::isnormal(fuzz::toNormalisedFrequency(coarse_m / 50.0F, spacing));
+         fuzz::hasScales(N, options.SubcarrierSpacing);
 }
 
 std::optional<Ranger> make(const RangingOptions& options, std::uint32_t N) {
@@ -261,6 +257,7 @@ void checkBenignChannel(FuzzedDataProvider& data) {
     return;
   }
   RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = 312500.0;
   options.NumPaths = static_cast<std::uint32_t>(channel.numPaths);
   options.PhaseSlopeForOnePath = false;

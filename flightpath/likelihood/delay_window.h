@@ -31,6 +31,18 @@ class DelayWindow {
 
   bool contains(double f) const { return wrap(f) <= last(); }
 
+  /// The alias of f in the window, or the nearer end of it; f itself where the window is a whole period.
+  double nearest(double f) const {
+    if (isWholePeriod()) {
+      return f;
+    }
+    const double within = wrap(f);
+    if (within <= last()) {
+      return within;
+    }
+    return cyclicDistance(within, first()) < cyclicDistance(within, last()) ? first() : last();
+  }
+
  private:
   double first_ = -0.5;
   double width_ = 1.0;

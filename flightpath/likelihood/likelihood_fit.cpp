@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <numeric>
 #include <stdexcept>
 
@@ -42,6 +43,14 @@ DelayWindow window(const LikelihoodSettings& settings, int stride) {
   throw std::invalid_argument("Ranger: EarliestDistance and LatestDistance enclose nothing");
 }
 
+/// What a path's amplitude takes up where its delay is moved by n periods: with c = t - mean,
+///
+///   exp(-i 2 pi (f + n) c) = exp(-i 2 pi f c) exp(i 2 pi n mean)
+Complex turnByPeriods(double n, double mean) {
+  const double turns = n * mean;
+  return std::polar(1.0, 2.0 * std::numbers::pi * (turns - std::nearbyint(turns)));
+}
+
 LikelihoodSearch::Rules rules(const LikelihoodSettings& settings) {
   return {settings.falseAlarm, settings.modelError, settings.numPaths};
 }
@@ -59,6 +68,7 @@ LikelihoodFit::LikelihoodFit(std::span<const int> tones, std::span<const double>
       samples_(numRows_, tones_.count()) {
   const auto most = static_cast<std::size_t>(search_.mostPaths());
   order_.reserve(most);
+  periods_.reserve(most);
   paths_.reserve(most);
   covariance_.resize(most * most);
   start_.reserve(most);
@@ -69,6 +79,7 @@ void LikelihoodFit::fit(std::span<const double> re, std::span<const double> im,
   assert(re.size() == samples_.re.size() && im.size() == re.size());
   paths_.clear();
   order_.clear();
+  periods_.clear();
   fit_ = nullptr;
   report_ = {0.0, notANumber, notANumber, notANumber};
   if (!load(re, im)) {
@@ -131,12 +142,13 @@ void LikelihoodFit::findCovariance() {
 }
 
 void LikelihoodFit::describe() {
-  const std::span<const double> f = fit_->frequencies();
   for (std::size_t i = 0; i < order_.size(); ++i) {
     const int p = order_[i];
     const auto at = static_cast<int>(i);
-    paths_.push_back({window_.wrap(f[static_cast<std::size_t>(p)]) / tones_.stride(),
-                      std::sqrt(covariance(at, at)), fit_->meanPower(p)});
+    const double fitted = fit_->frequencies()[static_cast<std::size_t>(p)];
+    const double alias = window_.wrap(fitted);
+    periods_.push_back(std::nearbyint(fitted - alias));
+    paths_.push_back({alias / tones_.stride(), std::sqrt(covariance(at, at)), fit_->meanPower(p)});
   }
   const double noise = fit_->noisePower() / tones_.weightScale();
   const LikelihoodSearch::Margins margins = search_.margins();
@@ -144,7 +156,9 @@ void LikelihoodFit::describe() {
 }
 
 std::complex<double> LikelihoodFit::amplitude(int p, int row) const {
-  return fit_->amplitude(order_[static_cast<std::size_t>(p)], row);
+  const auto at = static_cast<std::size_t>(p);
+  const double mean = -tones_.centred().front();
+  return times(turnByPeriods(periods_[at], mean), fit_->amplitude(order_[at], row));
 }
 
 double LikelihoodFit::covariance(int p, int q) const {
@@ -157,11 +171,11 @@ double LikelihoodFit::covariance(int p, int q) const {
 }
 
 DelayInterval LikelihoodFit::interval(int p, double level) {
+  const auto at = static_cast<std::size_t>(p);
   const double stride = tones_.stride();
-  const double deviation = paths_[static_cast<std::size_t>(p)].deviation * stride;
-  const DelayInterval found = profile_.find(*fit_, samples_, order_[static_cast<std::size_t>(p)],
-                                            deviation, level, search_.refinement());
-  return {found.earliest / stride, found.latest / stride};
+  const DelayInterval found = profile_.find(
+      *fit_, samples_, order_[at], paths_[at].deviation * stride, level, search_.refinement());
+  return {(found.earliest - periods_[at]) / stride, (found.latest - periods_[at]) / stride};
 }
 
 }  // namespace flightpath

@@ -81,7 +81,8 @@ class LikelihoodFit {
   /// Of the last fit, in the order of their frequencies.
   std::span<const LikelyPath> paths() const { return paths_; }
 
-  /// Of path p in a row, at the mean index.
+  /// Of path p in a row, at the mean index: it belongs to the frequency that `paths` has, and not to an
+  /// alias of it.
   std::complex<double> amplitude(int p, int row) const;
 
   /// Of the frequencies of paths p and q.
@@ -89,8 +90,8 @@ class LikelihoodFit {
 
   const FitReport& report() const { return report_; }
 
-  /// The frequencies of path p that the samples do not rule out at this level, above 0 and below 1
-  /// (see `ProfileInterval`). They may leave the window, and lie around an alias of the path's.
+  /// The frequencies around that of path p that the samples do not rule out at this level, above 0 and
+  /// below 1 (see `ProfileInterval`). They may leave the window.
   DelayInterval interval(int p, double level);
 
  private:
@@ -109,6 +110,7 @@ class LikelihoodFit {
   std::vector<double> start_;
   PathFit* fit_ = nullptr;
   std::vector<int> order_;          // where the paths stand in the fit
+  std::vector<double> periods_;     // from their aliases in the window to where the fit has them
   std::vector<double> covariance_;  // of the fit's frequencies
   std::vector<LikelyPath> paths_;
   FitReport report_ = {};

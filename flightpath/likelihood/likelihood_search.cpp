@@ -130,7 +130,11 @@ bool LikelihoodSearch::growAll() {
 
 bool LikelihoodSearch::grow() {
   next_ = never;
-  if (moves_.fit().numPaths() == mostPaths_ || !isWorthTrying() || !moves_.add()) {
+  if (moves_.fit().numPaths() == mostPaths_ || !isWorthTrying()) {
+    return false;
+  }
+  if (!moves_.add()) {
+    next_ = never;  // what was promised there is none to be tested
     return false;
   }
   if (!passes()) {
@@ -149,11 +153,12 @@ bool LikelihoodSearch::isWorthTrying() {
   return next_ > worthTrying * threshold_;
 }
 
-/// The test of the path that was added last.
+/// The test of the path that was added last. What it makes unexplained counts too, as it does when the
+/// weakest path is looked at: what passes here is not pruned there, to be added again.
 bool LikelihoodSearch::passes() {
   const PathFit& fit = moves_.fit();
   next_ = pathStatistic(moves_.before().residualEnergy(), fit.residualEnergy(), fit.degreesLeft(),
-                        unexplained(moves_.before()));
+                        std::max(unexplained(moves_.before()), unexplained(fit)));
   return next_ > threshold_;
 }
 

@@ -96,8 +96,8 @@ void PathMoves::trySplits(double near) {
     const double f = base_.frequencies()[static_cast<std::size_t>(p)];
     if (cyclicDistance(f, near) < splitReach * tones_.cell()) {
       current_.setFrequencies(base_.frequencies());
-      current_.changeFrequency(p, f - splitDistance * tones_.cell());
-      current_.addFrequency(f + splitDistance * tones_.cell());
+      current_.changeFrequency(p, window_.nearest(f - splitDistance * tones_.cell()));
+      current_.addFrequency(window_.nearest(f + splitDistance * tones_.cell()));
       consider();
     }
   }

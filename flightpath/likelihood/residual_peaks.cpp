@@ -44,6 +44,15 @@ double medianOfMean(int M) {
 
 }  // namespace
 
+ResidualPeaks::Plan::Plan(std::vector<creal32_T>& in, std::vector<creal32_T>& out)
+    : handle(fftw::plan(transform(in.size(), in.data(), out.data()), in.data(), out.data())) {
+  if (handle == nullptr) {
+    throw std::bad_alloc();
+  }
+}
+
+ResidualPeaks::Plan::~Plan() { fftw::destroy(handle); }
+
 ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const DelayWindow& window)
     : tones_(tones),
       numRows_(numRows),
@@ -51,6 +60,7 @@ ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const D
       in_(std::max(shortestTransform,
                    std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
       out_(in_.size()),
+      plan_(in_, out_),
       powers_(in_.size()),
       explained_(in_.size()),
       falls_(in_.size()),
@@ -58,21 +68,35 @@ ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const D
       inWindow_(in_.size()),
       basis_(mostPaths, tones.count()) {
   peaks_.reserve(mostPeaks + 1);
-  plan_ = fftw::plan(transform(in_.size(), in_.data(), out_.data()), in_.data(), out_.data());
-  if (plan_ == nullptr) {
-    throw std::bad_alloc();
-  }
-  for (std::size_t i = 0; i < in_.size(); ++i) {
-    inWindow_[i] = window_.contains(frequency(i)) ? 1 : 0;
-  }
+  findPointsInWindow();
   findSidelobes();
 }
-
-ResidualPeaks::~ResidualPeaks() { fftw::destroy(plan_); }
 
 /// The transform's sum over exp(-i 2 pi j k / n) is s^H at minus j / n.
 double ResidualPeaks::frequency(std::size_t point) const {
   return window_.wrap(-static_cast<double>(point) / static_cast<double>(in_.size()));
+}
+
+/// A window that lies between two points has the nearer one to its middle: what it holds is the flank
+/// of the same lobe.
+void ResidualPeaks::findPointsInWindow() {
+  const double middle = window_.first() + 0.5 * window_.width();
+  std::size_t nearest = 0;
+  double least = 1.0;
+  bool any = false;
+  for (std::size_t i = 0; i < in_.size(); ++i) {
+    const double f = frequency(i);
+    inWindow_[i] = window_.contains(f) ? 1 : 0;
+    any |= inWindow_[i] != 0;
+    const double distance = cyclicDistance(f, middle);
+    if (distance < least) {
+      least = distance;
+      nearest = i;
+    }
+  }
+  if (!any) {
+    inWindow_[nearest] = 1;
+  }
 }
 
 /// Adds |s(f)^H vector|^2 on the grid; the vector carries the roots of the weights already.
@@ -83,7 +107,7 @@ void ResidualPeaks::addSpectrum(SplitVector vector, std::vector<float>& powers) 
     in_[static_cast<std::size_t>(positions[k])] = {static_cast<float>(roots[k] * vector.re[k]),
                                                    static_cast<float>(roots[k] * vector.im[k])};
   }
-  fftw::execute(plan_, in_.data(), out_.data());
+  fftw::execute(plan_.handle, in_.data(), out_.data());
   for (std::size_t i = 0; i < powers.size(); ++i) {
     powers[i] += out_[i].re * out_[i].re + out_[i].im * out_[i].im;
   }
@@ -157,7 +181,7 @@ void ResidualPeaks::insert(std::size_t point, float fall) {
     return;
   }
   const auto place = std::ranges::find_if(peaks_, [fall](const Peak& p) { return p.fall < fall; });
-  peaks_.insert(place, {frequency(point), fall});
+  peaks_.insert(place, {window_.nearest(frequency(point)), fall});
   peaks_.resize(std::min(peaks_.size(), most));
 }
 

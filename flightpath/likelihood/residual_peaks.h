@@ -28,9 +28,6 @@ class ResidualPeaks {
   ///
   /// Errors: std::bad_alloc.
   ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const DelayWindow& window);
-  ~ResidualPeaks();
-  ResidualPeaks(const ResidualPeaks&) = delete;
-  ResidualPeaks& operator=(const ResidualPeaks&) = delete;
 
   /// The tallest peaks within the window, tallest first: one, or several where the tones leave high
   /// sidelobes. None where nothing is left.
@@ -48,8 +45,19 @@ class ResidualPeaks {
   bool hasHighSidelobes() const { return !sidelobes_.empty(); }
 
  private:
+  /// A plan that is not lost where the constructor gets no memory behind it.
+  struct Plan {
+    Plan(std::vector<creal32_T>& in, std::vector<creal32_T>& out);
+    ~Plan();
+    Plan(const Plan&) = delete;
+    Plan& operator=(const Plan&) = delete;
+
+    fftwf_plan handle;
+  };
+
   void orthonormalise(const PathFit& fit);
   void addSpectrum(SplitVector vector, std::vector<float>& powers);
+  void findPointsInWindow();
   void findSidelobes();
   void insert(std::size_t point, float fall);
   double frequency(std::size_t point) const;
@@ -58,7 +66,7 @@ class ResidualPeaks {
   int numRows_;
   DelayWindow window_;
   std::vector<creal32_T> in_, out_;
-  fftwf_plan plan_ = nullptr;
+  Plan plan_;
   std::vector<float> powers_;     // numerator
   std::vector<float> explained_;  // |Q^H s|^2
   std::vector<float> falls_;

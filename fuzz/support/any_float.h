@@ -48,4 +48,11 @@ inline float anyFloat(FuzzedDataProvider& data) {
   }
 }
 
+/// Any double at all: any bits, or a float of any kind.
+inline double anyDouble(FuzzedDataProvider& data) {
+  return data.ConsumeIntegralInRange(0, 3) == 0
+             ? std::bit_cast<double>(data.ConsumeIntegral<std::uint64_t>())
+             : static_cast<double>(anyFloat(data));
+}
+
 }  // namespace fuzz

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
 #include "flightpath/ranging/ranger.h"
 #include "fuzz/support/any_float.h"
+#include "fuzz/support/plain_estimator.h"
 #include "fuzz/support/samples.h"
 
 namespace fuzz {
@@ -33,9 +35,10 @@ inline double anySpacing(FuzzedDataProvider& data) {
   }
 }
 
-/// One thread; any spacing, forced count and closed form.
+/// MUSIC on one thread; any spacing, forced count and closed form.
 inline RangingOptions anyOptions(FuzzedDataProvider& data) {
   RangingOptions options;
+  options.Method = flightpath::RangingMethod::Music;
   options.SubcarrierSpacing = anySpacing(data);
   if (data.ConsumeBool()) {
     options.NumPaths = data.ConsumeBool() ? data.ConsumeIntegralInRange<unsigned char>(0, 6)
@@ -43,6 +46,15 @@ inline RangingOptions anyOptions(FuzzedDataProvider& data) {
   }
   options.PhaseSlopeForOnePath = data.ConsumeBool();
   return options;
+}
+
+/// Whether single precision holds the scales of N subcarriers with this spacing, as the header wants.
+inline bool hasScales(std::uint32_t N, double spacing_Hz) {
+  const auto spacing = static_cast<float>(spacing_Hz);
+  const float coarse_m = 299792458.0F / (static_cast<float>(N) * spacing) / 30.0F;
+  return std::isfinite(1.0F / spacing * 299792458.0F) &&
+         std::isnormal(toNormalisedFrequency(coarse_m, spacing)) &&
+         std::isnormal(toNormalisedFrequency(coarse_m / 50.0F, spacing));
 }
 
 /// Up to five measurements, some of them equal.

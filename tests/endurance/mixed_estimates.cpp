@@ -30,7 +30,7 @@ coder::array<float, 2> gridOf(int points, float step) {
 
 int MixedEstimates::next() {
   const int N = drawSize();
-  const unsigned long kind = calls_ % 4;
+  const unsigned long kind = calls_ % 5;
   ++calls_;
   switch (kind) {
     case 0:
@@ -42,8 +42,10 @@ int MixedEstimates::next() {
     case 2:
       normalised(N);
       return 1;
+    case 3:
+      return batch(N, byMusic());
     default:
-      return batch(N);
+      return batch(N, byLikelihood(N));
   }
 }
 
@@ -60,7 +62,7 @@ int MixedEstimates::drawSize() {
 
 /// Nothing, one path and three in turn.
 std::optional<unsigned char> MixedEstimates::nextForcedCount() const {
-  switch (calls_ / 4 % 3) {
+  switch (calls_ / 5 % 3) {
     case 0:
       return {};
     case 1:
@@ -117,7 +119,7 @@ void MixedEstimates::inMetres(int N) {
 }
 
 void MixedEstimates::normalised(int N) {
-  const bool withGrid = calls_ % 5 == 0;
+  const bool withGrid = calls_ / 5 % 5 == 0;
   const float forced = 2.0F;
   const int given[] = {1, calls_ % 2 == 0 ? 1 : 0};
   const float coarse = 1.0F / (30.0F * static_cast<float>(N));
@@ -128,13 +130,32 @@ void MixedEstimates::normalised(int N) {
   estimator().MUSIC1D(drawColumn(N), &parameters, &result);
 }
 
-int MixedEstimates::batch(int N) {
-  constexpr int count = 2;
+flightpath::RangingOptions MixedEstimates::byMusic() {
   flightpath::RangingOptions options;
   options.Method = flightpath::RangingMethod::Music;
+  return options;
+}
+
+/// With and without a gap, a row at a time and two, and intervals now and then.
+flightpath::RangingOptions MixedEstimates::byLikelihood(int N) const {
+  flightpath::RangingOptions options;
+  if (calls_ % 2 == 0) {
+    for (int k = 0; k < N; ++k) {
+      options.Tones.push_back(k < N / 2 ? k : k + 3);
+    }
+  }
+  options.SnapshotsPerEstimate = calls_ % 3 == 0 ? 2 : 1;
+  if (calls_ % 7 == 0) {
+    options.IntervalLevel = 0.9;
+  }
+  return options;
+}
+
+int MixedEstimates::batch(int N, flightpath::RangingOptions options) {
+  constexpr int count = 2;
   options.SubcarrierSpacing = spacing_Hz;
   options.NumPaths = nextForcedCount();
-  options.Threads = calls_ % 10 == 0 ? 2 : 1;
+  options.Threads = calls_ / 5 % 4 == 0 ? 2 : 1;
   flightpath::Ranger ranger(static_cast<std::uint32_t>(N), options);
   ranger.estimate({drawMeasurements(N, count), static_cast<std::size_t>(N)});
   return count;

@@ -27,7 +27,9 @@ class MixedEstimates {
   void byEntryPoint(int N);
   void inMetres(int N);
   void normalised(int N);
-  int batch(int N);
+  static flightpath::RangingOptions byMusic();
+  flightpath::RangingOptions byLikelihood(int N) const;
+  int batch(int N, flightpath::RangingOptions options);
 
   std::mt19937_64 random_{5};
   unsigned long calls_ = 0;

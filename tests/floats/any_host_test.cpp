@@ -117,14 +117,16 @@ TEST(AnyHost, MaySetItsModesBeforeOrAfterARangerIsMade) {
     rows.insert(rows.end(), x.begin(), x.end());
   }
   for (const unsigned threads : {1U, 3U}) {
-    Ranger before(30, support::rangingOptions(-1, threads));
-    const std::vector<Answer> expected = {support::byRanger(before, rows, records.size())};
-    for (const HostMode& mode : everyMode()) {
-      SCOPED_TRACE(testing::Message() << mode.name << ", threads " << threads);
-      const UnderMode under(mode);
-      expectSame({support::byRanger(before, rows, records.size())}, expected);
-      Ranger after(30, support::rangingOptions(-1, threads));
-      expectSame({support::byRanger(after, rows, records.size())}, expected);
+    for (const flightpath::RangingOptions& how : support::rangersFor(-1, threads)) {
+      Ranger before(30, how);
+      const std::vector<Answer> expected = {support::byRanger(before, rows, records.size())};
+      for (const HostMode& mode : everyMode()) {
+        SCOPED_TRACE(testing::Message() << mode.name << ", threads " << threads);
+        const UnderMode under(mode);
+        expectSame({support::byRanger(before, rows, records.size())}, expected);
+        Ranger after(30, how);
+        expectSame({support::byRanger(after, rows, records.size())}, expected);
+      }
     }
   }
 }

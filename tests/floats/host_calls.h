@@ -59,21 +59,26 @@ inline flightpath::RangingOptions rangingOptions(int forced, unsigned threads) {
   return how;
 }
 
-/// All records of the same length, one behind the other.
-inline Answer byRanger(flightpath::Ranger& ranger, const Record& rows, std::size_t count) {
-  const Columns found = columnsOf(ranger.estimate({rows, rows.size() / count}));
-  Answer answer;
-  append(answer, found.offsets);
-  append(answer, found.distances_m);
-  append(answer, found.delays_s);
-  append(answer, found.peaks_dB);
-  append(answer, found.numSignals);
-  return answer;
+inline flightpath::RangingOptions likelihoodOptions(int forced, unsigned threads) {
+  flightpath::RangingOptions how = rangingOptions(forced, threads);
+  how.Method = flightpath::RangingMethod::MaximumLikelihood;
+  how.IntervalLevel = 0.9;
+  return how;
 }
 
-inline Answer byRanger(const Record& x, int forced) {
-  flightpath::Ranger ranger(static_cast<std::uint32_t>(x.size()), rangingOptions(forced, 1));
+/// All records of the same length, one behind the other.
+inline Answer byRanger(flightpath::Ranger& ranger, const Record& rows, std::size_t count) {
+  return everythingIn(ranger.estimate({rows, rows.size() / count}));
+}
+
+inline Answer byRanger(const Record& x, const flightpath::RangingOptions& how) {
+  flightpath::Ranger ranger(static_cast<std::uint32_t>(x.size()), how);
   return byRanger(ranger, x, 1);
+}
+
+/// By both methods.
+inline std::vector<flightpath::RangingOptions> rangersFor(int forced, unsigned threads) {
+  return {rangingOptions(forced, threads), likelihoodOptions(forced, threads)};
 }
 
 /// The settings of every route, made before any mode is set: a grid is the caller's arithmetic.
@@ -96,7 +101,9 @@ inline std::vector<Answer> allAnswers(const Record& x, const RouteCalls& routes)
   std::vector<Answer> answers;
   for (const int forced : hostForcedCounts) {
     answers.push_back(byEntryPoint(x, forced));
-    answers.push_back(byRanger(x, forced));
+    for (const flightpath::RangingOptions& how : rangersFor(forced, 1)) {
+      answers.push_back(byRanger(x, how));
+    }
   }
   for (const ToFEstimationParameters& parameters : routes.tof) {
     answers.push_back(byMUSICToF(x, parameters));

@@ -113,10 +113,14 @@ TEST(HostModes, SetBeforeARangerTheyHoldForAllItsThreads) {
   for (const HostMode& mode : everyMode()) {
     SCOPED_TRACE(mode.name);
     const UnderMode under(mode);
-    Ranger alone(30, support::rangingOptions(-1, 1));
-    Ranger team(30, support::rangingOptions(-1, 3));
-    expectSame(support::byRanger(team, rows, records.size()),
-               support::byRanger(alone, rows, records.size()));
+    const auto alone = support::rangersFor(-1, 1);
+    const auto team = support::rangersFor(-1, 3);
+    for (std::size_t method = 0; method < alone.size(); ++method) {
+      Ranger one(30, alone[method]);
+      Ranger three(30, team[method]);
+      expectSame(support::byRanger(three, rows, records.size()),
+                 support::byRanger(one, rows, records.size()));
+    }
   }
 }
 
@@ -131,8 +135,10 @@ TEST(HostModes, TrappingExceptionsDoNotStopARanger) {
     for (const int forced : support::hostForcedCounts) {
       for (const unsigned threads : {1U, 3U}) {
         EXPECT_TRUE(support::endsWithTrapsOn([&] {
-          Ranger ranger(static_cast<std::uint32_t>(N), support::rangingOptions(forced, threads));
-          support::byRanger(ranger, rows, records.size());
+          for (const flightpath::RangingOptions& how : support::rangersFor(forced, threads)) {
+            Ranger ranger(static_cast<std::uint32_t>(N), how);
+            support::byRanger(ranger, rows, records.size());
+          }
         })) << "N "
             << N << ", forced " << forced << ", threads " << threads;
       }

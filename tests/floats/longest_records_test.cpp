@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <new>
+#include <random>
 #include <stdexcept>
 
 #include "flightpath/api/music_parameters.h"
@@ -11,6 +12,8 @@
 #include "tests/floats/limited_allocation.h"
 #include "tests/floats/records.h"
 #include "tests/support/builders.h"
+#include "tests/support/slow_likelihood.h"
+#include "tests/support/tones.h"
 
 using support::estimateRecord;
 using support::Record;
@@ -84,4 +87,23 @@ TEST_F(LongestRecords, RangerBeyondTheMachineIsABadAlloc) {
   }
   how.NumPaths = 1;
   EXPECT_THROW(flightpath::Ranger(65535, how), std::bad_alloc) << "the closed form alone too";
+  how.Method = flightpath::RangingMethod::MaximumLikelihood;
+  EXPECT_THROW(flightpath::Ranger(65535, how), std::bad_alloc) << "what starts from it too";
+}
+
+// MODEL: 0 dB per sample; maximum likelihood without a start needs a few vectors per path only.
+TEST_F(LongestRecords, MaximumLikelihoodThroughAGapTakesThem) {
+  flightpath::RangingOptions how;
+  how.SubcarrierSpacing = 3125.0;
+  how.Tones = support::joined(support::range(0, 29999), support::range(30001, 65534));
+  const double cyclesPerMetre = how.SubcarrierSpacing / support::lightSpeed_mps;
+  std::mt19937_64 random(1);
+  const auto model = support::drawChannel(how.Tones, {}, {40.0 * cyclesPerMetre, 95.0 * cyclesPerMetre},
+                                          {1.0, 0.8}, 1.0, 1, random);
+  const flightpath::PathSet found = flightpath::Ranger(65534, how).estimate(model.rows[0]);
+  ASSERT_EQ(found[0].size(), 2U);
+  EXPECT_NEAR(found[0][0].Distance_m, 40.0, 5.0 * found[0][0].Deviation_m);
+  EXPECT_NEAR(found[0][1].Distance_m, 95.0, 5.0 * found[0][1].Deviation_m);
+  EXPECT_LT(found[0][1].Deviation_m, 0.01);
+  EXPECT_LT(support::largestBlockWanted(), std::size_t{32} << 20U);
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "flightpath/ranging/ranger.h"
@@ -16,11 +17,11 @@
 using flightpath::Outcome;
 using flightpath::PathSet;
 using flightpath::Ranger;
+using flightpath::RangingMethod;
 using flightpath::RangingOptions;
 using support::BadValue;
 using support::badValues;
-using support::Columns;
-using support::columnsOf;
+using support::everythingIn;
 using support::forcedCount;
 using support::Part;
 using support::Record;
@@ -34,26 +35,8 @@ constexpr double halfPeriod_m = 0.5 * support::lightSpeed_mps / support::recordS
 /// Half the period, and what the fine grid reaches beyond it: a coarse step.
 double farthest_m(int N) { return halfPeriod_m * (1.0 + 2.0 / (30.0 * N) + 1e-6); }
 
-RangingOptions options(int forced) {
-  RangingOptions how;
-  how.Method = flightpath::RangingMethod::Music;
-  how.SubcarrierSpacing = support::recordSpacing_Hz;
-  how.NumPaths = forcedCount(forced);
-  return how;
-}
-
 void expectSame(const PathSet& a, const PathSet& b) {
-  const Columns x = columnsOf(a);
-  const Columns y = columnsOf(b);
-  EXPECT_EQ(x.offsets, y.offsets);
-  EXPECT_EQ(x.numSignals, y.numSignals);
-  EXPECT_EQ(x.outcomes, y.outcomes);
-  ASSERT_EQ(x.distances_m.size(), y.distances_m.size());
-  for (std::size_t k = 0; k < x.distances_m.size(); ++k) {
-    EXPECT_TRUE(sameBits(x.distances_m[k], y.distances_m[k])) << k;
-    EXPECT_TRUE(sameBits(x.delays_s[k], y.delays_s[k])) << k;
-    EXPECT_TRUE(sameBits(x.peaks_dB[k], y.peaks_dB[k])) << k;
-  }
+  EXPECT_TRUE(sameBits(everythingIn(a), everythingIn(b)));
 }
 
 void expectConsistent(const PathSet& found) {
@@ -85,11 +68,34 @@ void forEverySpoiltRecord(const Record& good, Check check) {
   }
 }
 
+/// What holds with either method.
+class RangerBadSamples : public testing::TestWithParam<RangingMethod> {
+ protected:
+  static RangingOptions options(int forced) {
+    RangingOptions how;
+    how.Method = GetParam();
+    how.SubcarrierSpacing = support::recordSpacing_Hz;
+    how.NumPaths = forcedCount(forced);
+    return how;
+  }
+};
+
+using RangerBadSpacing = RangerBadSamples;
+
+constexpr RangingMethod bothMethods[] = {RangingMethod::Music, RangingMethod::MaximumLikelihood};
+
+std::string name(const testing::TestParamInfo<RangingMethod>& info) {
+  return info.param == RangingMethod::Music ? "Music" : "MaximumLikelihood";
+}
+
+INSTANTIATE_TEST_SUITE_P(Method, RangerBadSamples, testing::ValuesIn(bothMethods), name);
+INSTANTIATE_TEST_SUITE_P(Method, RangerBadSpacing, testing::ValuesIn(bothMethods), name);
+
 }  // namespace
 
 // EXACT: the rule of non-finite samples; the search and the closed form answer any finite ones with
 // finite paths within the period, from largest to smallest.
-TEST(RangerBadSamples, NotFiniteMeansNoSignalAndFiniteMeansFinite) {
+TEST_P(RangerBadSamples, NotFiniteMeansNoSignalAndFiniteMeansFinite) {
   for (const int N : {2, 3, 4, 13}) {
     for (const int forced : {-1, 0, 1, 2, 3, 255}) {
       SCOPED_TRACE(testing::Message() << "N " << N << ", forced " << forced);
@@ -113,7 +119,7 @@ TEST(RangerBadSamples, NotFiniteMeansNoSignalAndFiniteMeansFinite) {
 }
 
 // EXACT: a subnormal has no weight in double precision beside samples of size 1.
-TEST(RangerBadSamples, SubnormalsCountAsZero) {
+TEST_P(RangerBadSamples, SubnormalsCountAsZero) {
   const Record good = support::ordinaryRecord(13, 2, 30.0, 4);
   for (const int forced : {0, 2, 3}) {
     Ranger ranger(13, options(forced));
@@ -133,7 +139,7 @@ TEST(RangerBadSamples, SubnormalsCountAsZero) {
 
 // A record of one value that is not zero is a single path at zero, be it the largest or the smallest:
 // the unit of the samples does not matter.
-TEST(RangerBadSamples, WholeRecordsOfOneValue) {
+TEST_P(RangerBadSamples, WholeRecordsOfOneValue) {
   for (int N = 8; N <= 40; ++N) {
     RangingOptions how = options(-1);
     how.PhaseSlopeForOnePath = false;
@@ -154,7 +160,7 @@ TEST(RangerBadSamples, WholeRecordsOfOneValue) {
   }
 }
 
-TEST(RangerBadSpacing, IsRefusedOrLeadsToFinitePaths) {
+TEST_P(RangerBadSpacing, IsRefusedOrLeadsToFinitePaths) {
   struct Row {
     double spacing_Hz;
     bool taken;

@@ -42,6 +42,18 @@ TEST(DelayWindow, BothEdgesBelongToIt) {
   EXPECT_FALSE(window.isWholePeriod());
 }
 
+// EXACT: sums of powers of two; the nearer end by the shorter way round.
+TEST(DelayWindow, WhatLiesOutsideIsNearestToOneOfTheEnds) {
+  const DelayWindow window(0.25, 0.25);
+  EXPECT_EQ(window.nearest(0.375), 0.375);
+  EXPECT_EQ(window.nearest(-0.625), 0.375);
+  EXPECT_EQ(window.nearest(0.1875), 0.25);
+  EXPECT_EQ(window.nearest(0.5625), 0.5);
+  EXPECT_EQ(window.nearest(-0.0625), 0.25);
+  EXPECT_EQ(window.nearest(0.8125), 0.5);
+  EXPECT_EQ(DelayWindow(0.75, 1.0).nearest(-3.0), -3.0) << "a period has no ends";
+}
+
 // EXACT
 TEST(DelayWindow, NothingIsWiderThanAPeriod) {
   const DelayWindow window(0.0, 3.5);

@@ -7,6 +7,7 @@
 #include <complex>
 #include <limits>
 #include <numbers>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -240,6 +241,50 @@ TEST(LikelihoodFit, AnswersLieInTheWindow) {
   EXPECT_NEAR(earlier.paths()[1].frequency, 0.1, 0.001);
 }
 
+// MODEL: 40 dB; the fit may have the delay a period away. An amplitude at the mean index, between two tones
+// here, changes its sign or its phase from one alias to the next: it has to be that of the delay that is
+// answered, as the interval has to lie around it.
+TEST(LikelihoodFit, AmplitudesAndIntervalsBelongToTheAliasThatIsAnswered) {
+  for (const std::vector<int>& tones : {range(0, 63), range(0, 62), support::twoBlocks()}) {
+    const double mean =
+        std::accumulate(tones.begin(), tones.end(), 0.0) / static_cast<double>(tones.size());
+    for (const double f : {-0.4999, -0.499, 0.2, 0.499, 0.4999}) {
+      Samples x = channel(tones, {}, {}, 40.0, 17);
+      for (std::size_t k = 0; k < x.size(); ++k) {
+        x[k] += std::polar(1.0, 0.3 - 2.0 * std::numbers::pi * f * (tones[k] - mean));
+      }
+      LikelihoodFit fit(tones, {}, {});
+      for (const std::vector<double>& start : {std::vector<double>{}, {f + 0.002}, {f - 0.002}}) {
+        support::fitSamples(fit, x, start);
+        ASSERT_EQ(fit.paths().size(), 1U);
+        EXPECT_NEAR(fit.paths()[0].frequency, f, 5 * fit.paths()[0].deviation);
+        EXPECT_LT(std::abs(fit.amplitude(0, 0) - std::polar(1.0, 0.3)), 0.01) << f;
+        EXPECT_LT(fit.interval(0, 0.9).earliest, fit.paths()[0].frequency) << f;
+        EXPECT_GT(fit.interval(0, 0.9).latest, fit.paths()[0].frequency) << f;
+      }
+    }
+  }
+}
+
+// MODEL: 30 dB; the window may be a small part of a cell, with a start outside of it or none.
+TEST(LikelihoodFit, APathIsFoundInAWindowOfAnyWidth) {
+  for (const double f : {0.1, 0.1 + 0.5 / 256.0, 0.1 + 0.8 / 256.0}) {
+    const Samples x = channel(range(0, 63), {f}, {1.0}, 30.0, 16);
+    for (const double width : {0.1, 0.003, 1e-4, 1e-6}) {
+      LikelihoodSettings how;
+      how.earliest = f - 0.5 * width;
+      how.latest = f + 0.5 * width;
+      LikelihoodFit fit(range(0, 63), {}, how);
+      for (const std::vector<double>& start : {std::vector<double>{}, {f + 0.6 * width}}) {
+        support::fitSamples(fit, x, start);
+        ASSERT_EQ(fit.paths().size(), 1U) << width;
+        EXPECT_GE(fit.paths()[0].frequency, f - 0.5 * width);
+        EXPECT_LE(fit.paths()[0].frequency, f + 0.5 * width);
+      }
+    }
+  }
+}
+
 // MODEL: the same channel over every fourth tone has a quarter of the period, in the same unit.
 TEST(LikelihoodFit, FrequenciesArePerIndexWhateverTheStride) {
   const Samples x = channel(range(0, 252, 4), {0.1, 0.13}, {1.0, 0.8}, 30.0, 8);
@@ -342,6 +387,33 @@ TEST(LikelihoodFit, WeightsAreTheInverseNoisePowersInAnyUnit) {
   EXPECT_EQ(frequencies(other), f);
   EXPECT_EQ(other.paths()[0].deviation, fit.paths()[0].deviation);
   EXPECT_EQ(other.report().noisePower, 1024.0 * fit.report().noisePower);
+}
+
+// EXACT: a path that is stronger than those before it raises the error of the model, which is asked
+// for itself too: what it does not leave needed is not taken.
+TEST(LikelihoodFit, TheMarginsKeepTheirSidesWithAnErrorOfTheModel) {
+  LikelihoodSettings how = rows(2);
+  how.modelError = 0.25;
+  how.falseAlarm = 0.6;
+  LikelihoodFit fit(range(0, 11), {}, how);
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    support::fitSamples(fit, channel(range(0, 11), {0.1, 0.25}, {1.0, 1.3}, 5.0, seed, 2), {});
+    EXPECT_FALSE(fit.report().weakest <= 1.0) << seed;
+    EXPECT_FALSE(fit.report().next > 1.0) << seed;
+  }
+}
+
+// EXACT: a path beyond the end of a window that has room for one promises to leave the residual, and no
+// second path in the window can take it.
+TEST(LikelihoodFit, APromiseThatNoPathKeepsIsNoMargin) {
+  LikelihoodSettings how;
+  how.earliest = 0.1;
+  how.latest = 0.1 + 1e-5;
+  LikelihoodFit fit(range(0, 63), {}, how);
+  support::fitSamples(fit, channel(range(0, 63), {0.104}, {1.0}, 30.0, 18), {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  EXPECT_GT(fit.report().structure, 2.0) << "of the residual";
+  EXPECT_TRUE(std::isnan(fit.report().next));
 }
 
 // MODEL: a path 28 dB below the strongest, far above the noise: with an error of the model of -20 dB it

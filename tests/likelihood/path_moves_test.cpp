@@ -21,8 +21,9 @@ constexpr double cell = 1.0 / 64.0;
 
 struct Channel {
   Channel(const std::vector<int>& tones, const std::vector<double>& f,
-          const std::vector<double>& amplitudes, double noisePower, unsigned seed = 1)
-      : set(tones, {}), samples(1, set.count()), moves(set, 1, 6, DelayWindow()) {
+          const std::vector<double>& amplitudes, double noisePower, unsigned seed = 1,
+          const DelayWindow& window = {})
+      : set(tones, {}), samples(1, set.count()), moves(set, 1, 6, window) {
     std::mt19937_64 random(seed);
     model = support::drawChannel(tones, {}, f, amplitudes, noisePower, 1, random);
     samples = support::splitSamples(model);
@@ -109,6 +110,24 @@ TEST(PathMoves, CloseCompanionsAreFoundByASplit) {
             : 0;
   }
   EXPECT_GE(found, 19);
+}
+
+// EXACT: at the edges of a window too, where one of the two would lie outside.
+TEST(PathMoves, ASplitStaysInTheWindow) {
+  constexpr double first = 0.1;
+  constexpr double width = 2.0 * cell;
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    for (const double middle : {first, first + width}) {
+      Channel channel(contiguous, {middle - 0.3 * cell, middle + 0.3 * cell}, {1.0, 0.8}, 1e-4,
+                      seed, DelayWindow(first, width));
+      channel.moves.begin(channel.samples, std::vector<double>{middle});
+      channel.moves.add();
+      for (const double f : channel.moves.fit().frequencies()) {
+        EXPECT_GE(f, first);
+        EXPECT_LE(f, first + width);
+      }
+    }
+  }
 }
 
 // EXACT for which one stays and which one goes.

@@ -99,6 +99,22 @@ TEST(ResidualPeaks, PeaksLieWithinTheWindow) {
   }
 }
 
+// EXACT for the window; MODEL for the fall: a point of the grid at most an eighth of a cell away, of
+// which the main lobe keeps 0.9.
+TEST(ResidualPeaks, AWindowBetweenTwoPointsHasAPeak) {
+  constexpr double step = 1.0 / 256.0;
+  for (const double first : {0.1 * step, 0.4 * step, 76.6 * step, -179.4 * step, 332.7 * step}) {
+    const double f = first + 0.1 * step;
+    Fitted fitted(range(0, 63), {}, {f}, {}, 1);
+    ResidualPeaks peaks(fitted.set, 1, 4, DelayWindow(first, 0.2 * step));
+    const auto found = peaks.find(fitted.fit);
+    ASSERT_EQ(found.size(), 1U) << first;
+    EXPECT_GE(found[0].frequency, first);
+    EXPECT_LE(found[0].frequency, first + 0.2 * step);
+    EXPECT_GT(found[0].fall, 0.9 * fallAt(fitted.model, {}, f));
+  }
+}
+
 // EXACT
 TEST(ResidualPeaks, NothingLeftHasNoPeak) {
   Fitted fitted(range(0, 15), {}, {}, {}, 1);

@@ -62,11 +62,7 @@ class BitWriter {
     add(std::tie(r.NormalizedFreqs, r.PeakValues, r.NumSignals, r.ScannedFreqs, r.PseudoSpectrum));
   }
 
-  void add(const flightpath::PathSet& p) {
-    const support::Columns c = support::columnsOf(p);
-    add(std::tie(c.offsets, c.distances_m, c.delays_s, c.peaks_dB, c.numSignals, c.outcomes));
-    add(p.complete());
-  }
+  void add(const flightpath::PathSet& p) { add(support::everythingIn(p)); }
 
   void add(const ToFEstimationParameters& p) {
     add(std::tie(p.NumSubcarriers, p.SubcarrierSpacing, p.ScanningDistances, p.InputNumSignals,

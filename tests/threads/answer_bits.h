@@ -68,13 +68,7 @@ inline void append(Bits& bits, const ToFEstimate& estimate) {
 }
 
 inline void append(Bits& bits, const flightpath::PathSet& paths) {
-  const Columns columns = columnsOf(paths);
-  append(bits, columns.offsets);
-  append(bits, columns.distances_m);
-  append(bits, columns.delays_s);
-  append(bits, columns.peaks_dB);
-  append(bits, columns.numSignals);
-  append(bits, columns.outcomes);
+  append(bits, everythingIn(paths));
 }
 
 template <class Answer>

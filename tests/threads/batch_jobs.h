@@ -16,6 +16,7 @@ namespace support {
 
 struct BatchJob {
   int N;
+  flightpath::RangingMethod method;
   std::optional<unsigned char> forced;
   std::vector<creal32_T> batch;
   static constexpr std::size_t count = 9;  // no multiple of any number of threads but 1 and 3
@@ -36,18 +37,24 @@ inline std::vector<BatchJob> batchJobs() {
   std::vector<BatchJob> jobs;
   std::mt19937_64 random(7);
   for (const int N : {16, 21, 30, 37, 56, 64, 100, 114, 242}) {
-    jobs.push_back({N, {}, drawBatch(N, random)});
-    jobs.push_back({N, 2, drawBatch(N, random)});
+    for (const auto method :
+         {flightpath::RangingMethod::Music, flightpath::RangingMethod::MaximumLikelihood}) {
+      jobs.push_back({N, method, {}, drawBatch(N, random)});
+      jobs.push_back({N, method, 2, drawBatch(N, random)});
+    }
   }
   return jobs;
 }
 
 inline flightpath::Ranger makeRanger(const BatchJob& job, unsigned threads) {
   flightpath::RangingOptions how;
-  how.Method = flightpath::RangingMethod::Music;
+  how.Method = job.method;
   how.SubcarrierSpacing = spacing_Hz;
   how.NumPaths = job.forced;
   how.Threads = threads;
+  if (job.method == flightpath::RangingMethod::MaximumLikelihood) {
+    how.IntervalLevel = 0.9;
+  }
   return flightpath::Ranger(static_cast<std::uint32_t>(job.N), how);
 }
 
@@ -56,7 +63,8 @@ inline Bits solve(flightpath::Ranger& ranger, const BatchJob& job) {
 }
 
 inline std::string describe(const BatchJob& job) {
-  return std::to_string(job.N) + " subcarriers, " +
+  return std::to_string(job.N) + " subcarriers, method " +
+         std::to_string(static_cast<int>(job.method)) + ", " +
          (job.forced ? std::to_string(*job.forced) + " forced" : "estimated count");
 }
 

@@ -6,8 +6,10 @@
 #include "tests/refusal/failure_points.h"
 #include "tests/refusal/refused_new.h"
 #include "tests/refusal/refused_plans.h"
+#include "tests/support/call_counter.h"
 #include "tests/support/columns.h"
 #include "tests/support/ranging.h"
+#include "tests/support/same_bits.h"
 
 namespace refusal {
 namespace {
@@ -32,6 +34,26 @@ TEST(RefusedRealPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
     EXPECT_EQ(support::toVector(found.distances_m()), expected);
   }
   countVisited("real FFT plans", threads);
+}
+
+/// Maximum likelihood has a complex plan besides, per thread: the first one is refused.
+TEST(RefusedComplexPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
+  const support::Samples x(24, {1.0F, 0.5F});
+  for (const unsigned threads : {1U, 4U}) {
+    const support::RangingOptions how = support::likelihood({}, threads);
+    const std::vector<double> expected = support::everythingIn(support::estimateAlone(x, how));
+    const long blocks = liveBlocks();
+    const int plans = livePlans();
+    {
+      const support::RefusingPlanner refusing;
+      EXPECT_THROW(support::Ranger(24, how), std::bad_alloc) << threads;
+    }
+    EXPECT_EQ(liveBlocks(), blocks) << threads;
+    const int refused = 1;  // which is counted as if it had been made
+    EXPECT_EQ(livePlans(), plans + refused) << threads;
+    EXPECT_TRUE(support::sameBits(support::everythingIn(support::estimateAlone(x, how)), expected));
+  }
+  countVisited("complex FFT plans", 2);
 }
 
 }  // namespace
