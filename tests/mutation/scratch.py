@@ -11,6 +11,8 @@ ROOMS = ("runtime", "toolbox", "api", "spectrum", "rules", "music", "likelihood"
 NOT_COPIED = ("build", ".git", "__pycache__")
 FAILED_TEST = re.compile(r"^\[  FAILED  \] (\S+?)[, ]", re.MULTILINE)
 MOST_MEMORY = 6 << 30
+# Of each thread, which counts as memory: a test makes a thousand.
+MOST_STACK = 1 << 20
 
 
 class Scratch:
@@ -78,6 +80,7 @@ class Scratch:
         def limit():
             resource.setrlimit(resource.RLIMIT_CPU, (int(seconds) + 1, int(seconds) + 1))
             resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+            resource.setrlimit(resource.RLIMIT_STACK, (MOST_STACK, MOST_STACK))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
         program = self.build / "tests" / f"{room}_tests"
