@@ -7,6 +7,7 @@
 #include <complex>
 #include <limits>
 #include <numbers>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@
 #include "tests/support/fit_samples.h"
 #include "tests/support/same_bits.h"
 #include "tests/support/slow_likelihood.h"
+#include "tests/support/split_samples.h"
 #include "tests/support/tones.h"
 
 using flightpath::LikelihoodFit;
@@ -105,6 +107,25 @@ std::string refusal(const LikelihoodSettings& how) {
   return "";
 }
 
+/// White noise over N tones, one row, and what its residual promises of a path.
+struct Noise {
+  Noise(int N, unsigned seed) {
+    std::mt19937_64 random(seed);
+    model = support::drawChannel(range(0, N - 1), {}, {}, {}, 1.0, 1, random);
+  }
+
+  double promisedStatistic() const {
+    flightpath::ToneSet tones(model.tones, {});
+    const flightpath::SplitRows y = support::splitSamples(model);
+    flightpath::PathMoves moves(tones, 1, 1, flightpath::DelayWindow());
+    moves.begin(y, {});
+    const double cost = moves.fit().residualEnergy();
+    return flightpath::pathStatistic(cost, cost - moves.promisedFall(), tones.count() - 1.5, 0.0);
+  }
+
+  support::SlowLikelihood model;
+};
+
 }  // namespace
 
 // MODEL: 20 dB; five deviations of the fit itself.
@@ -189,6 +210,16 @@ TEST(LikelihoodFit, AForcedCountIsWhatTheTonesCanCarryAtMost) {
   }
 }
 
+// MODEL: 20 dB; no test of the count would notice a start that lies far from a path.
+TEST(LikelihoodFit, AForcedCountLeavesTheMinimumOfABadStart) {
+  const Samples x = channel(range(0, 63), {0.1, 0.3}, {1.0, 0.7}, 20.0, 20);
+  LikelihoodFit fit(range(0, 63), {}, forced(2));
+  support::fitSamples(fit, x, std::vector<double>{0.1, -0.2});
+  ASSERT_EQ(fit.paths().size(), 2U);
+  EXPECT_NEAR(fit.paths()[0].frequency, 0.1, 5 * fit.paths()[0].deviation);
+  EXPECT_NEAR(fit.paths()[1].frequency, 0.3, 5 * fit.paths()[1].deviation);
+}
+
 // MODEL: noise-free samples, in double and as a float rounds them: the paths themselves, and none of the
 // rounding.
 TEST(LikelihoodFit, RoundingIsNoPath) {
@@ -238,6 +269,69 @@ TEST(LikelihoodFit, AnswersLieInTheWindow) {
   ASSERT_EQ(earlier.paths().size(), 2U);
   EXPECT_NEAR(earlier.paths()[0].frequency, -0.7, 0.001);
   EXPECT_NEAR(earlier.paths()[1].frequency, 0.1, 0.001);
+}
+
+// MODEL: 20 dB. A path just beyond the end of the period comes back in at its beginning, also where the
+// refinement crosses the end.
+TEST(LikelihoodFit, PathsThatCrossTheEndOfThePeriodComeFirst) {
+  const double beyond = 0.5 + 0.2 / 64.0;
+  const Samples x = channel(range(0, 63), {beyond, 0.1}, {1.0, 0.7}, 20.0, 16);
+  for (const LikelihoodSettings& how : {LikelihoodSettings(), forced(2)}) {
+    LikelihoodFit fit(range(0, 63), {}, how);
+    support::fitSamples(fit, x, std::vector<double>{0.5 - 0.2 / 64.0, 0.1});
+    ASSERT_EQ(fit.paths().size(), 2U);
+    EXPECT_NEAR(fit.paths()[0].frequency, beyond - 1.0, 5 * fit.paths()[0].deviation);
+    EXPECT_NEAR(fit.paths()[1].frequency, 0.1, 5 * fit.paths()[1].deviation);
+    EXPECT_NEAR(fit.paths()[0].power, 1.0, 0.2);
+  }
+}
+
+// EXACT: tones 2^3 apart are neighbours in another unit, with a start and a window in that unit too.
+TEST(LikelihoodFit, AStrideIsAUnit) {
+  const Samples x = channel(range(0, 63), {0.1, 0.1 + 0.4 / 64.0}, {1.0, 0.8}, 25.0, 17);
+  const std::vector<double> start = {0.11, 0.3};
+  LikelihoodSettings how;
+  how.earliest = 0.05;
+  for (const std::optional<double> latest : {std::optional<double>(), std::optional(0.35)}) {
+    how.latest = latest;
+    LikelihoodFit plain(range(0, 63), {}, how);
+    support::fitSamples(plain, x, start);
+    LikelihoodSettings eighth = how;
+    eighth.earliest = 0.05 / 8.0;
+    if (latest) {
+      eighth.latest = *latest / 8.0;
+    }
+    LikelihoodFit wide(range(-8, 496, 8), {}, eighth);
+    support::fitSamples(wide, x, std::vector<double>{start[0] / 8.0, start[1] / 8.0});
+    ASSERT_EQ(plain.paths().size(), 2U);
+    ASSERT_EQ(wide.paths().size(), 2U);
+    EXPECT_EQ(wide.report().noisePower, plain.report().noisePower);
+    for (const int p : {0, 1}) {
+      const auto& path = plain.paths()[static_cast<std::size_t>(p)];
+      EXPECT_EQ(8.0 * wide.paths()[static_cast<std::size_t>(p)].frequency, path.frequency);
+      EXPECT_EQ(8.0 * wide.paths()[static_cast<std::size_t>(p)].deviation, path.deviation);
+      EXPECT_EQ(64.0 * wide.covariance(p, 1 - p), plain.covariance(p, 1 - p));
+      EXPECT_EQ(8.0 * wide.interval(p, 0.9).earliest, plain.interval(p, 0.9).earliest);
+      EXPECT_EQ(8.0 * wide.interval(p, 0.9).latest, plain.interval(p, 0.9).latest);
+    }
+  }
+}
+
+// BOUND: 1e-12 relative, the roundings of a sum of three. Rows of amplitudes 1, 2 and 3.
+TEST(LikelihoodFit, ThePowerOfAPathIsTheMeanOverTheRows) {
+  Samples x = channel(range(0, 63), {0.1}, {1.0}, 30.0, 18, 3);
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    x[i] *= static_cast<double>(1 + i / 64);
+  }
+  LikelihoodFit fit(range(0, 63), {}, rows(3));
+  support::fitSamples(fit, x, {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  double sum = 0.0;
+  for (int row = 0; row < 3; ++row) {
+    EXPECT_NEAR(std::abs(fit.amplitude(0, row)), row + 1.0, 0.1);
+    sum += std::norm(fit.amplitude(0, row));
+  }
+  EXPECT_NEAR(fit.paths()[0].power, sum / 3.0, 1e-12 * sum);
 }
 
 // MODEL: the same channel over every fourth tone has a quarter of the period, in the same unit.
@@ -388,6 +482,49 @@ TEST(LikelihoodFit, TheMarginsOfTheCountLieOnBothSidesOfOne) {
   EXPECT_LT(fit.report().next, 1.0);
 }
 
+// BOUND: 1e-9: the rounding of the logarithm of two costs. Of few tones two paths are tried at once; the
+// margin is that of the first one.
+TEST(LikelihoodFit, TheNextMarginIsThatOfOnePathMore) {
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    const Noise noise(24, seed);
+    LikelihoodFit fit(range(0, 23), {}, {});
+    support::fitSamples(fit, flat(noise.model), {});
+    ASSERT_TRUE(fit.paths().empty());
+    const double threshold = flightpath::pathThreshold(1e-3, std::sqrt(24.0 * 24.0 - 1.0), 1);
+    const double T = noise.promisedStatistic();
+    ASSERT_LT(T, 0.9 * threshold) << "the promise is not worth a trial";
+    EXPECT_NEAR(fit.report().next * threshold / T, 1.0, 1e-9);
+  }
+}
+
+// BOUND: 1e-6: two ways to the same minimum. A promise near the threshold is tried, and the test is that of
+// the refined path, which lies between the points of the grid.
+TEST(LikelihoodFit, ThePathThatIsTriedIsTestedRefined) {
+  LikelihoodSettings how;
+  how.falseAlarm = 0.3;
+  LikelihoodFit fit(range(0, 63), {}, how);
+  LikelihoodFit one(range(0, 63), {}, forced(1));
+  const double threshold = flightpath::pathThreshold(0.3, std::sqrt(64.0 * 64.0 - 1.0), 1);
+  int tried = 0;
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    const Noise noise(64, seed);
+    const double promised = noise.promisedStatistic();
+    if (promised <= 0.9 * threshold || promised >= threshold) {
+      continue;
+    }
+    support::fitSamples(one, flat(noise.model), {});
+    const double T =
+        62.5 * std::log(noise.model.cost({}) / noise.model.cost({one.paths()[0].frequency}));
+    support::fitSamples(fit, flat(noise.model), {});
+    if (fit.paths().empty()) {
+      ++tried;
+      EXPECT_NEAR(fit.report().next * threshold / T, 1.0, 1e-6) << seed;
+    }
+    EXPECT_EQ(fit.paths().empty(), T <= threshold) << seed;
+  }
+  EXPECT_GE(tried, 3);
+}
+
 // MODEL: one resolved path has a cost that is a parabola: its intervals are Student's quantiles, to 3 %.
 TEST(LikelihoodFit, TheIntervalOfAResolvedPathIsSymmetricByStudentsQuantile) {
   LikelihoodFit fit(range(0, 63), {}, {});
@@ -424,6 +561,34 @@ TEST(LikelihoodFit, TheIntervalEndsWhereTheProfileOfTheCostSays) {
   for (const double end : {interval.earliest, interval.latest}) {
     EXPECT_NEAR((profile(end) / least - 1.0) / (q * q / 122.0), 1.0, 0.02);
   }
+}
+
+// EXACT: conjugate samples have the delays of the other sign. Each side of an interval starts from the
+// fit, and not from where the other side ended: the paths around it are the mirror image too.
+TEST(LikelihoodFit, TheSidesOfAnIntervalAreFoundAlike) {
+  std::mt19937_64 random(19);
+  const std::vector<double> f = {-0.01, 0.0, 0.008};
+  const auto model = support::drawChannel(range(0, 63), {}, f, three, 1e-3, 1, random);
+  flightpath::ToneSet tones(range(0, 63), {});
+  flightpath::ProfileInterval profile(tones, 1, 3);
+  flightpath::DelayRefinement refinement(tones, 1, 3, flightpath::DelayWindow());
+  const auto find = [&](double sign) {
+    flightpath::SplitRows y = support::splitSamples(model);
+    for (double& im : y.im) {
+      im *= sign;
+    }
+    flightpath::PathFit fit(tones, 1, 3);
+    for (const double one : f) {
+      fit.addFrequency(sign * one);
+    }
+    EXPECT_TRUE(refinement.refine(fit, y));
+    return profile.find(fit, y, 1, 1e-3, 0.95, refinement);
+  };
+  const auto plain = find(1.0);
+  const auto mirrored = find(-1.0);
+  EXPECT_LT(plain.earliest, plain.latest);
+  EXPECT_EQ(mirrored.earliest, -plain.latest);
+  EXPECT_EQ(mirrored.latest, -plain.earliest);
 }
 
 // MODEL: without noise the interval is a point, to a billionth of a cell; where noise is all there is, and
