@@ -414,6 +414,36 @@ TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesDeviationsFinite) {
   EXPECT_GT(tolerant.report().structure, 5.0);
 }
 
+// MODEL: 60 dB; the deviation of a path ten cells away from such a line is that of a single path, to 15 %, by
+// which paths in between may disturb it.
+TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesTheDeviationsOfOtherPaths) {
+  constexpr int N = 32;
+  for (unsigned seed = 0; seed < 10; ++seed) {
+    std::mt19937_64 random(seed);
+    std::normal_distribution<double> normal(0.0, 1e-3);
+    Samples x;
+    for (int k = 0; k < N; ++k) {
+      const double u = (k - 15.5) / N;
+      const double re = normal(random);
+      x.push_back(std::polar(1.0, -2.0 * std::numbers::pi * 0.1 * k + 3.0 * u * u) +
+                  std::polar(0.5, 2.0 * std::numbers::pi * 0.3 * k) +
+                  std::complex<double>(re, normal(random)));
+    }
+    LikelihoodFit fit(range(0, N - 1), {}, {});
+    support::fitSamples(fit, x, {});
+    ASSERT_GT(fit.paths().size(), 4U);
+    const auto& other = fit.paths().front();
+    ASSERT_NEAR(other.frequency, -0.3, 0.1 / N);
+    const double alone = std::sqrt(
+        6.0 * fit.report().noisePower /
+        (other.power * 4.0 * std::numbers::pi * std::numbers::pi * N * (double(N) * N - 1.0)));
+    EXPECT_NEAR(other.deviation / alone, 1.0, 0.15) << seed;
+    for (const auto& path : fit.paths()) {
+      EXPECT_TRUE(std::isfinite(path.deviation)) << seed;
+    }
+  }
+}
+
 // BOUND: 1e-9; a weight of w is the noise of w measurements of that tone, and all weights may be scaled.
 TEST(LikelihoodFit, WeightsAreTheInverseNoisePowersInAnyUnit) {
   std::mt19937_64 random(10);
