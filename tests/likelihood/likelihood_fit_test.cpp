@@ -512,6 +512,32 @@ TEST(LikelihoodFit, TheMarginsOfTheCountLieOnBothSidesOfOne) {
   EXPECT_LT(fit.report().next, 1.0);
 }
 
+// MODEL: six paths about a cell apart through gaps, at 36 dB. Five take the shape of six until one of them is
+// exchanged; what is left then asks for the sixth.
+TEST(LikelihoodFit, ABetterMinimumMayAskForAnotherPath) {
+  std::mt19937_64 random(3064);
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  const std::vector<int> tones = support::randomTones(64, 40, random);
+  const double cell = 1.0 / (tones.back() + 1);
+  std::vector<double> f;
+  std::vector<double> amplitudes;
+  double next = 0.1;
+  for (int p = 0; p < 6; ++p) {
+    f.push_back(next);
+    amplitudes.push_back(0.3 + 0.7 * uniform(random));
+    next += (0.3 + 1.2 * uniform(random)) * cell;
+  }
+  const double snr_dB = 10.0 + 30.0 * uniform(random);
+  const auto model =
+      support::drawChannel(tones, {}, f, amplitudes, std::pow(10.0, -snr_dB / 10.0), 1, random);
+  LikelihoodFit fit(tones, {}, {});
+  support::fitSamples(fit, flat(model), {});
+  ASSERT_EQ(fit.paths().size(), 6U);
+  for (std::size_t p = 0; p < 6; ++p) {
+    EXPECT_NEAR(fit.paths()[p].frequency, f[p], 5 * fit.paths()[p].deviation);
+  }
+}
+
 // BOUND: 1e-9: the rounding of the logarithm of two costs. Of few tones two paths are tried at once; the
 // margin is that of the first one.
 TEST(LikelihoodFit, TheNextMarginIsThatOfOnePathMore) {
