@@ -122,10 +122,10 @@ std::vector<double> nearTie(double excess) {
     const double r = 0.5 * (low + high);
     (m * std::log((m - 1.0 + r) / m) - std::log(r) < m + excess ? low : high) = r;
   }
-  // In single precision 1.1 is 2e-8 larger: 255 logarithms of it 5.5e-6.
+  // The root of 1.69 in single precision is larger than 1.3: 255 logarithms of its square are, by 2.8e-5.
   std::vector<double> A(256 * 256);
   for (std::size_t i = 0; i < 256; ++i) {
-    A[i * 257] = i == 0 ? 1.1 * high : 1.1;
+    A[i * 257] = i == 0 ? 1.69 * high : 1.69;
   }
   return A;
 }
@@ -133,7 +133,7 @@ std::vector<double> nearTie(double excess) {
 // EXACT: a tie that lies within the rounding of the single-precision determinant is decided by all of the
 // candidates, which the slack leaves in the running. Without it the first of them would win.
 TEST(SignalSpace, TheSinglePrecisionDeterminantDecidesNoTie) {
-  const std::vector<double> A = nearTie(2e-6);
+  const std::vector<double> A = nearTie(1e-5);
   EXPECT_EQ(SignalSpace(256, 256, 1).count(A), 1);
   SignalSpaceTuning withoutSlack;
   withoutSlack.roughSlack = 0.0;
@@ -149,5 +149,5 @@ TEST(SignalSpace, SmallPivotsOfSinglePrecisionLeaveTheDeterminantToDouble) {
   tuning.roughSlack = 0.0;
   tuning.roughPivot =
       0.9;  // of the largest diagonal element, which is some hundred times the others
-  EXPECT_EQ(SignalSpace(256, 256, 1, tuning).count(nearTie(2e-6)), 1);
+  EXPECT_EQ(SignalSpace(256, 256, 1, tuning).count(nearTie(1e-5)), 1);
 }
