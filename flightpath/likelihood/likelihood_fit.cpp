@@ -14,9 +14,20 @@ namespace {
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-/// Where two paths stand for the shape of one, their delays are not determined. This makes their
-/// deviations large, and leaves those of the others what they are.
-constexpr double dampingOfSingular = 1e-9;
+constexpr double leastDamping = 1e-9;
+constexpr double dampingFactor = 10.0;
+
+/// Where two paths stand for the shape of one, their delays are not determined. Damping makes their
+/// deviations large, and leaves those of the others what they are: the least that outweighs the rounding of
+/// the curvature, which crowded paths make large, and a tenth at most.
+bool factorDamped(NormalEquations& equations, std::span<const double> curvature, int n) {
+  for (double damping = leastDamping; damping < 1.0; damping *= dampingFactor) {
+    if (equations.factor(curvature, n, damping)) {
+      return true;
+    }
+  }
+  return false;
+}
 
 const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
   if (!(settings.falseAlarm > 0.0) || !(settings.falseAlarm < 1.0)) {
@@ -125,8 +136,7 @@ void LikelihoodFit::findCovariance() {
   const int n = fit_->numPaths();
   const auto rows = static_cast<std::size_t>(n);
   fit_->differentiate();
-  if (!equations_.factor(fit_->curvature(), n) &&
-      !equations_.factor(fit_->curvature(), n, dampingOfSingular)) {
+  if (!equations_.factor(fit_->curvature(), n) && !factorDamped(equations_, fit_->curvature(), n)) {
     std::fill_n(covariance_.begin(), rows * rows, infinity);
     return;
   }

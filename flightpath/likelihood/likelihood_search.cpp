@@ -29,11 +29,10 @@ constexpr double roundingShare = 0x1p-52;
 
 constexpr double never = std::numeric_limits<double>::quiet_NaN();
 
-/// K with K (M + 1/2) < M N, so that degrees of freedom are left, and K < N.
+/// K with K (M + 1/2) < M N, so that degrees of freedom are left; below N, whatever M is.
 int carriedPaths(int numTones, int numRows) {
   const double samples = double(numTones) * numRows;
-  const int carried = static_cast<int>(std::ceil(samples / (numRows + 0.5))) - 1;
-  return std::min(carried, numTones - 1);
+  return static_cast<int>(std::ceil(samples / (numRows + 0.5))) - 1;
 }
 
 }  // namespace

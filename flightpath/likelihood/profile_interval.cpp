@@ -19,7 +19,9 @@ constexpr int mostHalvings = 60;
 }  // namespace
 
 ProfileInterval::ProfileInterval(ToneSet& tones, int numRows, int mostPaths)
-    : tones_(tones), trial_(tones, numRows, mostPaths) {}
+    : tones_(tones), trial_(tones, numRows, mostPaths) {
+  adapted_.reserve(static_cast<std::size_t>(mostPaths));
+}
 
 DelayInterval ProfileInterval::find(const PathFit& fit, const SplitRows& y, int p, double deviation,
                                     double level, DelayRefinement& refinement) {
@@ -39,9 +41,13 @@ double ProfileInterval::end(const PathFit& fit, const SplitRows& y, const Side& 
   const double f = fit.frequencies()[static_cast<std::size_t>(side.path)];
   const double longest = std::min(0.5, longestSide * tones_.cell());
   const auto isInside = [&](double distance) {
-    return costAt(y, side.path, f + side.direction * distance, refinement) <= side.limit;
+    if (!(costAt(y, side.path, f + side.direction * distance, refinement) <= side.limit)) {
+      return false;
+    }
+    adapted_.assign(trial_.frequencies().begin(), trial_.frequencies().end());
+    return true;
   };
-  trial_.setFrequencies(fit.frequencies());
+  adapted_.assign(fit.frequencies().begin(), fit.frequencies().end());
   double inside = 0.0;
   double outside = std::min(step, longest);
   while (isInside(outside)) {
@@ -58,9 +64,11 @@ double ProfileInterval::end(const PathFit& fit, const SplitRows& y, const Side& 
   return outside;
 }
 
-/// The least cost with the path held there, from where the other paths were last; infinite where it
-/// meets one of them.
+/// The least cost with the path held there, from where the other paths were when it was inside last: beyond
+/// the limit they may end in another minimum, from which they would not come back. Infinite where it meets
+/// one of them.
 double ProfileInterval::costAt(const SplitRows& y, int p, double f, DelayRefinement& refinement) {
+  trial_.setFrequencies(adapted_);
   trial_.changeFrequency(p, f);
   const bool isSolved = refinement.refine(trial_, y, {0.0, p});
   return isSolved ? trial_.residualEnergy() : std::numeric_limits<double>::infinity();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "flightpath/likelihood/delay_refinement.h"
 #include "flightpath/likelihood/path_fit.h"
 
@@ -44,6 +46,7 @@ class ProfileInterval {
 
   ToneSet& tones_;
   PathFit trial_;
+  std::vector<double> adapted_;  // the paths at the last distance inside the limit
 };
 
 }  // namespace flightpath

@@ -244,6 +244,19 @@ TEST(LikelihoodFigures, FarBlocksAreHardButMostlyFound) {
   expect({support::twoBlocks(), easy_s, three, 30.0}, 40, 0.80, 1.20);
 }
 
+// What lies a sidelobe apart is another minimum of the same count, and the wrong one asks for more paths.
+TEST(LikelihoodFigures, SidelobesOfFarBlocksBecomeNoPaths) {
+  const Scenario two = {
+      support::twoBlocks(), {0.1 / perSecond, 0.13 / perSecond}, {1.0, 0.7}, 15.0};
+  EXPECT_GE(measure(two, 200).found, 0.89);
+}
+
+// Of ten tones one path alone leaves too few degrees of freedom for what the other adds to the noise.
+TEST(LikelihoodFigures, TwoPathsOverFewTonesAreFoundTogether) {
+  const Scenario two = {range(0, 9), {0.1 / perSecond, 0.4 / perSecond}, {1.0, 1.0}, 8.0};
+  EXPECT_GE(measure(two, 100).found, 0.94);
+}
+
 // The probability of a false alarm is 1e-3; of 3,000 measurements of noise nine would be four deviations
 // too many. With 0.05 the share shows that the threshold is where it belongs, on both sides.
 TEST(LikelihoodFigures, NoiseBecomesAPathAsOftenAsToldTo) {

@@ -8,15 +8,18 @@
 #include <limits>
 #include <numbers>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "flightpath/likelihood/path_test.h"
+#include "flightpath/likelihood/student_quantile.h"
 #include "tests/support/fit_samples.h"
 #include "tests/support/same_bits.h"
 #include "tests/support/slow_likelihood.h"
+#include "tests/support/split_samples.h"
 #include "tests/support/tones.h"
 
 using flightpath::LikelihoodFit;
@@ -104,6 +107,38 @@ std::string refusal(const LikelihoodSettings& how) {
     return error.what();
   }
   return "";
+}
+
+/// White noise over N tones, one row, and what its residual promises of a path.
+struct Noise {
+  Noise(int N, unsigned seed) {
+    std::mt19937_64 random(seed);
+    model = support::drawChannel(range(0, N - 1), {}, {}, {}, 1.0, 1, random);
+  }
+
+  double promisedStatistic() const {
+    flightpath::ToneSet tones(model.tones, {});
+    const flightpath::SplitRows y = support::splitSamples(model);
+    flightpath::PathMoves moves(tones, 1, 1, flightpath::DelayWindow());
+    moves.begin(y, {});
+    const double cost = moves.fit().residualEnergy();
+    return flightpath::pathStatistic(cost, cost - moves.promisedFall(), tones.count() - 1.5, 0.0);
+  }
+
+  support::SlowLikelihood model;
+};
+
+/// Whether an interval has another reason to end there: two cells are the longest side, and two paths a
+/// hundredth of a cell apart are hardly told from one.
+bool endsElsewhere(const std::vector<double>& found, const std::vector<double>& there) {
+  bool elsewhere = false;
+  for (std::size_t p = 0; p < there.size(); ++p) {
+    elsewhere = elsewhere || std::fabs(there[p] - found[p]) > 1.999 / 64.0;
+    for (std::size_t q = 0; q < p; ++q) {
+      elsewhere = elsewhere || std::fabs(there[p] - there[q]) < 0.01 / 64.0;
+    }
+  }
+  return elsewhere;
 }
 
 }  // namespace
@@ -514,6 +549,233 @@ TEST(LikelihoodFit, IntervalsEndWithoutNoiseAndWithNothingElse) {
   const auto all = fit.interval(0, 0.999);
   EXPECT_EQ(all.latest - fit.paths()[0].frequency, 2.0 / 64.0);
   EXPECT_EQ(fit.paths()[0].frequency - all.earliest, 2.0 / 64.0);
+}
+
+// MODEL: 20 dB; no test of the count would notice a start that lies far from a path.
+TEST(LikelihoodFit, AForcedCountLeavesTheMinimumOfABadStart) {
+  const Samples x = channel(range(0, 63), {0.1, 0.3}, {1.0, 0.7}, 20.0, 20);
+  LikelihoodFit fit(range(0, 63), {}, forced(2));
+  support::fitSamples(fit, x, std::vector<double>{0.1, -0.2});
+  ASSERT_EQ(fit.paths().size(), 2U);
+  EXPECT_NEAR(fit.paths()[0].frequency, 0.1, 5 * fit.paths()[0].deviation);
+  EXPECT_NEAR(fit.paths()[1].frequency, 0.3, 5 * fit.paths()[1].deviation);
+}
+
+// MODEL: 20 dB. A path just beyond the end of the period comes back in at its beginning, also where the
+// refinement crosses the end.
+TEST(LikelihoodFit, PathsThatCrossTheEndOfThePeriodComeFirst) {
+  const double beyond = 0.5 + 0.2 / 64.0;
+  const Samples x = channel(range(0, 63), {beyond, 0.1}, {1.0, 0.7}, 20.0, 16);
+  for (const LikelihoodSettings& how : {LikelihoodSettings(), forced(2)}) {
+    LikelihoodFit fit(range(0, 63), {}, how);
+    support::fitSamples(fit, x, std::vector<double>{0.5 - 0.2 / 64.0, 0.1});
+    ASSERT_EQ(fit.paths().size(), 2U);
+    EXPECT_NEAR(fit.paths()[0].frequency, beyond - 1.0, 5 * fit.paths()[0].deviation);
+    EXPECT_NEAR(fit.paths()[1].frequency, 0.1, 5 * fit.paths()[1].deviation);
+    EXPECT_NEAR(fit.paths()[0].power, 1.0, 0.2);
+  }
+}
+
+// EXACT: tones 2^3 apart are neighbours in another unit, with a start and a window in that unit too.
+TEST(LikelihoodFit, AStrideIsAUnit) {
+  const Samples x = channel(range(0, 63), {0.1, 0.1 + 0.4 / 64.0}, {1.0, 0.8}, 25.0, 17);
+  const std::vector<double> start = {0.11, 0.3};
+  LikelihoodSettings how;
+  how.earliest = 0.05;
+  for (const std::optional<double> latest : {std::optional<double>(), std::optional(0.35)}) {
+    how.latest = latest;
+    LikelihoodFit plain(range(0, 63), {}, how);
+    support::fitSamples(plain, x, start);
+    LikelihoodSettings eighth = how;
+    eighth.earliest = 0.05 / 8.0;
+    if (latest) {
+      eighth.latest = *latest / 8.0;
+    }
+    LikelihoodFit wide(range(-8, 496, 8), {}, eighth);
+    support::fitSamples(wide, x, std::vector<double>{start[0] / 8.0, start[1] / 8.0});
+    ASSERT_EQ(plain.paths().size(), 2U);
+    ASSERT_EQ(wide.paths().size(), 2U);
+    EXPECT_EQ(wide.report().noisePower, plain.report().noisePower);
+    for (const int p : {0, 1}) {
+      const auto& path = plain.paths()[static_cast<std::size_t>(p)];
+      EXPECT_EQ(8.0 * wide.paths()[static_cast<std::size_t>(p)].frequency, path.frequency);
+      EXPECT_EQ(8.0 * wide.paths()[static_cast<std::size_t>(p)].deviation, path.deviation);
+      EXPECT_EQ(64.0 * wide.covariance(p, 1 - p), plain.covariance(p, 1 - p));
+      EXPECT_EQ(8.0 * wide.interval(p, 0.9).earliest, plain.interval(p, 0.9).earliest);
+      EXPECT_EQ(8.0 * wide.interval(p, 0.9).latest, plain.interval(p, 0.9).latest);
+    }
+  }
+}
+
+// BOUND: 1e-12 relative, the roundings of a sum of three. Rows of amplitudes 1, 2 and 3.
+TEST(LikelihoodFit, ThePowerOfAPathIsTheMeanOverTheRows) {
+  Samples x = channel(range(0, 63), {0.1}, {1.0}, 30.0, 18, 3);
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    x[i] *= static_cast<double>(1 + i / 64);
+  }
+  LikelihoodFit fit(range(0, 63), {}, rows(3));
+  support::fitSamples(fit, x, {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  double sum = 0.0;
+  for (int row = 0; row < 3; ++row) {
+    EXPECT_NEAR(std::abs(fit.amplitude(0, row)), row + 1.0, 0.1);
+    sum += std::norm(fit.amplitude(0, row));
+  }
+  EXPECT_NEAR(fit.paths()[0].power, sum / 3.0, 1e-12 * sum);
+}
+
+// MODEL: 60 dB; the deviation of a path ten cells away from such a line is that of a single path, to 15 %, by
+// which paths in between may disturb it.
+TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesTheDeviationsOfOtherPaths) {
+  constexpr int N = 32;
+  for (unsigned seed = 0; seed < 10; ++seed) {
+    std::mt19937_64 random(seed);
+    std::normal_distribution<double> normal(0.0, 1e-3);
+    Samples x;
+    for (int k = 0; k < N; ++k) {
+      const double u = (k - 15.5) / N;
+      const double re = normal(random);
+      x.push_back(std::polar(1.0, -2.0 * std::numbers::pi * 0.1 * k + 3.0 * u * u) +
+                  std::polar(0.5, 2.0 * std::numbers::pi * 0.3 * k) +
+                  std::complex<double>(re, normal(random)));
+    }
+    LikelihoodFit fit(range(0, N - 1), {}, {});
+    support::fitSamples(fit, x, {});
+    ASSERT_GT(fit.paths().size(), 4U);
+    const auto& other = fit.paths().front();
+    ASSERT_NEAR(other.frequency, -0.3, 0.1 / N);
+    const double alone = std::sqrt(
+        6.0 * fit.report().noisePower /
+        (other.power * 4.0 * std::numbers::pi * std::numbers::pi * N * (double(N) * N - 1.0)));
+    EXPECT_NEAR(other.deviation / alone, 1.0, 0.15) << seed;
+    for (const auto& path : fit.paths()) {
+      EXPECT_TRUE(std::isfinite(path.deviation)) << seed;
+    }
+  }
+}
+
+// MODEL: six paths about a cell apart through gaps, at 36 dB. Five take the shape of six until one of them is
+// exchanged; what is left then asks for the sixth.
+TEST(LikelihoodFit, ABetterMinimumMayAskForAnotherPath) {
+  std::mt19937_64 random(3064);
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  const std::vector<int> tones = support::randomTones(64, 40, random);
+  const double cell = 1.0 / (tones.back() + 1);
+  std::vector<double> f;
+  std::vector<double> amplitudes;
+  double next = 0.1;
+  for (int p = 0; p < 6; ++p) {
+    f.push_back(next);
+    amplitudes.push_back(0.3 + 0.7 * uniform(random));
+    next += (0.3 + 1.2 * uniform(random)) * cell;
+  }
+  const double snr_dB = 10.0 + 30.0 * uniform(random);
+  const auto model =
+      support::drawChannel(tones, {}, f, amplitudes, std::pow(10.0, -snr_dB / 10.0), 1, random);
+  LikelihoodFit fit(tones, {}, {});
+  support::fitSamples(fit, flat(model), {});
+  ASSERT_EQ(fit.paths().size(), 6U);
+  for (std::size_t p = 0; p < 6; ++p) {
+    EXPECT_NEAR(fit.paths()[p].frequency, f[p], 5 * fit.paths()[p].deviation);
+  }
+}
+
+// BOUND: 1e-9: the rounding of the logarithm of two costs. Of few tones two paths are tried at once; the
+// margin is that of the first one.
+TEST(LikelihoodFit, TheNextMarginIsThatOfOnePathMore) {
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    const Noise noise(24, seed);
+    LikelihoodFit fit(range(0, 23), {}, {});
+    support::fitSamples(fit, flat(noise.model), {});
+    ASSERT_TRUE(fit.paths().empty());
+    const double threshold = flightpath::pathThreshold(1e-3, std::sqrt(24.0 * 24.0 - 1.0), 1);
+    const double T = noise.promisedStatistic();
+    ASSERT_LT(T, 0.9 * threshold) << "the promise is not worth a trial";
+    EXPECT_NEAR(fit.report().next * threshold / T, 1.0, 1e-9);
+  }
+}
+
+// BOUND: 1e-6: two ways to the same minimum. A promise near the threshold is tried, and the test is that of
+// the refined path, which lies between the points of the grid.
+TEST(LikelihoodFit, ThePathThatIsTriedIsTestedRefined) {
+  LikelihoodSettings how;
+  how.falseAlarm = 0.3;
+  LikelihoodFit fit(range(0, 63), {}, how);
+  LikelihoodFit one(range(0, 63), {}, forced(1));
+  const double threshold = flightpath::pathThreshold(0.3, std::sqrt(64.0 * 64.0 - 1.0), 1);
+  int tried = 0;
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    const Noise noise(64, seed);
+    const double promised = noise.promisedStatistic();
+    if (promised <= 0.9 * threshold || promised >= threshold) {
+      continue;
+    }
+    support::fitSamples(one, flat(noise.model), {});
+    const double T =
+        62.5 * std::log(noise.model.cost({}) / noise.model.cost({one.paths()[0].frequency}));
+    support::fitSamples(fit, flat(noise.model), {});
+    if (fit.paths().empty()) {
+      ++tried;
+      EXPECT_NEAR(fit.report().next * threshold / T, 1.0, 1e-6) << seed;
+    }
+    EXPECT_EQ(fit.paths().empty(), T <= threshold) << seed;
+  }
+  EXPECT_GE(tried, 3);
+}
+
+// BOUND: 1e-9, two ways to the same cost. Where an interval ends the cost is beyond its limit with the other
+// paths adapted, and all the more so with these kept, by the dense model. Of paths that are hardly resolved
+// a step too far leads the others to another minimum: the next one must not start there.
+TEST(LikelihoodFit, NoIntervalEndsBeforeItsLimit) {
+  int sides = 0;
+  for (unsigned seed = 0; seed < 48; ++seed) {
+    const int K = seed % 2 == 0 ? 2 : 3;
+    const double separation = seed % 4 < 2 ? 0.35 : 0.5;
+    std::mt19937_64 random(seed / 4);
+    std::vector<double> f;
+    for (int p = 0; p < K; ++p) {
+      f.push_back(0.1 + p * separation / 64.0);
+    }
+    const auto model =
+        support::drawChannel(range(0, 63), {}, f, {1.0, 0.8, 0.6}, std::pow(10.0, -1.5), 1, random);
+    LikelihoodFit fit(range(0, 63), {}, forced(K));
+    support::fitSamples(fit, flat(model), f);
+    const std::vector<double> found = frequencies(fit);
+    const double degrees = 2.0 * (64.0 - 1.5 * K);
+    const double q = flightpath::studentQuantile(0.9, degrees);
+    const double limit = model.cost(found) * (1.0 + q * q / degrees);
+    for (int p = 0; p < K; ++p) {
+      const auto interval = fit.interval(p, 0.9);
+      for (const double end : {interval.earliest, interval.latest}) {
+        std::vector<double> there = found;
+        there[static_cast<std::size_t>(p)] = end;
+        if (!endsElsewhere(found, there)) {
+          ++sides;
+          EXPECT_GE(model.cost(there), limit * (1.0 - 1e-9)) << seed << ", " << p;
+        }
+      }
+    }
+  }
+  EXPECT_GT(sides, 150);
+}
+
+// BOUND: 1e-6 of the deviation, two ways to the same minimum. The steps of the search are in the unit of the
+// deviation: where they end depends on them by a thousandth.
+TEST(LikelihoodFit, AnIntervalIsSearchedInStridesToo) {
+  const Samples x = channel(range(0, 63), {0.1}, {1.0}, 20.0, 19);
+  LikelihoodFit plain(range(0, 63), {}, {});
+  LikelihoodFit wide(range(0, 315, 5), {}, {});
+  support::fitSamples(plain, x, {});
+  support::fitSamples(wide, x, {});
+  ASSERT_EQ(plain.paths().size(), 1U);
+  ASSERT_EQ(wide.paths().size(), 1U);
+  const double deviation = plain.paths()[0].deviation;
+  for (const double level : {0.3, 0.7, 0.9, 0.99}) {
+    const auto a = plain.interval(0, level);
+    const auto b = wide.interval(0, level);
+    EXPECT_NEAR(5.0 * b.earliest, a.earliest, 1e-6 * deviation) << level;
+    EXPECT_NEAR(5.0 * b.latest, a.latest, 1e-6 * deviation) << level;
+  }
 }
 
 // EXACT

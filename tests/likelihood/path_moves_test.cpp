@@ -70,6 +70,16 @@ TEST(PathMoves, StartsThatAreAloneInTheirPlaceAreTaken) {
   EXPECT_NEAR(narrow.fit().frequencies()[0], 0.1, 0.1 * cell) << "from an alias of the start";
 }
 
+// EXACT: the ends of the period are one place.
+TEST(PathMoves, StartsAtBothEndsOfThePeriodAreTheSame) {
+  Channel channel(contiguous, {0.5}, {1.0}, 1e-4);
+  for (const double distance : {0.04, 0.1}) {
+    channel.moves.begin(channel.samples, std::vector<double>{-0.5 + 0.5 * distance * cell,
+                                                             0.5 - 0.5 * distance * cell});
+    EXPECT_EQ(channel.moves.fit().numPaths(), distance < 0.05 ? 1 : 2) << distance;
+  }
+}
+
 // EXACT: no more than there is room for.
 TEST(PathMoves, AStartIsCutAtTheMostPaths) {
   Channel channel(contiguous, {0.1}, {1.0}, 1e-2);
@@ -214,6 +224,20 @@ TEST(PathMoves, AShiftLeavesTheMinimumOfASidelobe) {
   const double cost = channel.moves.fit().residualEnergy();
   EXPECT_FALSE(channel.moves.shift());
   EXPECT_EQ(channel.moves.fit().residualEnergy(), cost);
+}
+
+// EXACT: the minimum a sidelobe below lies outside the window, by more than a path may move.
+TEST(PathMoves, AShiftStaysWithinTheWindow) {
+  Channel channel(support::twoBlocks(), {0.1}, {1.0}, 1e-3);
+  const double start = 0.1 + 1.0 / 64.0;
+  PathMoves moves(channel.set, 1, 6, DelayWindow(0.1 + 0.5 / 64.0, 0.02));
+  ASSERT_TRUE(moves.hasHighSidelobes());
+  moves.begin(channel.samples, std::vector<double>{start});
+  ASSERT_EQ(moves.fit().numPaths(), 1);
+  const double before = moves.fit().frequencies()[0];
+  EXPECT_NEAR(before, start, 0.2 / 96.0);
+  EXPECT_FALSE(moves.shift());
+  EXPECT_EQ(moves.fit().frequencies()[0], before);
 }
 
 // MODEL: one of two paths in the wrong place, which no refinement mends.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -91,6 +92,14 @@ TEST(ToneSet, IndependentDelaysAreTheNumberOfTonesWithoutGaps) {
   EXPECT_NEAR(ToneSet(range(5, 68), {}).independentDelays(), std::sqrt(64.0 * 64.0 - 1.0), 1e-12);
   EXPECT_GT(ToneSet(support::twoBlocks(), {}).independentDelays(), 96.0);
   EXPECT_EQ(ToneSet(range(9, 9), {}).independentDelays(), 0.0);
+}
+
+// BOUND: 1e-9, the share of the tones that hardly count. The bandwidth is that about its own middle.
+TEST(ToneSet, IndependentDelaysAreThoseOfTheTonesThatCount) {
+  std::vector<double> weights(64, 1e-15);
+  std::fill_n(weights.begin(), 16, 1.0);
+  EXPECT_NEAR(ToneSet(range(0, 63), weights).independentDelays(), std::sqrt(16.0 * 16.0 - 1.0),
+              1e-9);
 }
 
 // EXACT

@@ -1,4 +1,4 @@
-"""A copy of the tree in which one operator at a time is broken, built and tested."""
+"""A copy of the tree in which one thing at a time is broken, built and tested."""
 
 import filecmp
 import os
@@ -7,16 +7,19 @@ import resource
 import shutil
 import subprocess
 
-ROOMS = ("runtime", "toolbox", "api", "spectrum", "rules", "music", "ranging", "floats")
+ROOMS = ("runtime", "toolbox", "api", "spectrum", "rules", "music", "likelihood", "ranging", "floats")
 NOT_COPIED = ("build", ".git", "__pycache__")
 FAILED_TEST = re.compile(r"^\[  FAILED  \] (\S+?)[, ]", re.MULTILINE)
 MOST_MEMORY = 6 << 30
+# Of each thread, which counts as memory: a test makes a thousand.
+MOST_STACK = 1 << 20
 
 
 class Scratch:
-    """The copy, its build and its test programs. Making one builds it and runs every test once."""
+    """The copy, its build and the test programs of these rooms. Making one builds it and runs every
+    test once."""
 
-    def __init__(self, root, work, jobs):
+    def __init__(self, root, work, jobs, rooms=ROOMS):
         self.tree = work / "tree"
         self.build = work / "build"
         self.log = work / "log"
@@ -24,7 +27,7 @@ class Scratch:
         self.seconds = {}  # of processor time that each program took unbroken
         self.copy(root)
         self.configure()
-        for room in ROOMS:
+        for room in rooms:
             if not self.builds(room):
                 raise SystemExit(f"the unbroken tree does not build:\n{self.log.read_text()}")
             before = resource.getrusage(resource.RUSAGE_CHILDREN)
@@ -77,6 +80,7 @@ class Scratch:
         def limit():
             resource.setrlimit(resource.RLIMIT_CPU, (int(seconds) + 1, int(seconds) + 1))
             resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+            resource.setrlimit(resource.RLIMIT_STACK, (MOST_STACK, MOST_STACK))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
         program = self.build / "tests" / f"{room}_tests"
@@ -100,12 +104,18 @@ class Scratch:
         whole = path.read_bytes()
         path.write_bytes(whole[:mutation.first] + mutation.after + whole[mutation.last:])
         try:
-            return self.caught_by(mutation.file.split("/")[1])
+            return self.caught_by(self.nearest_first(mutation.file.split("/")[1]))
         finally:
             path.write_bytes(whole)
 
-    def caught_by(self, own_room):
-        for room in sorted(ROOMS, key=lambda room: (room != own_room, self.seconds[room])):
+    def nearest_first(self, own_room):
+        """The rooms, that of the mutation and then the fastest first."""
+        return sorted(self.seconds, key=lambda room: (room != own_room, self.seconds[room]))
+
+    def caught_by(self, rooms):
+        """What notices the tree as it is: the test's name, an empty string for nothing, or None where
+        it does not compile."""
+        for room in rooms:
             if not self.builds(room):
                 return None
             failure = self.failure_of(room, 10 + 5 * self.seconds[room])

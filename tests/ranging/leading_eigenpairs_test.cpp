@@ -213,6 +213,27 @@ TEST(LeadingEigenpairs, WidenedItFindsPairsThatWereBehindTheBlock) {
   expectPairs(pairs, A, values, 15);
 }
 
+// A block as wide as the rank holds the whole range after one step, if all its columns are different, those
+// that it grew by before the first step too.
+TEST(LeadingEigenpairs, EveryColumnOfAWideBlockIsAnother) {
+  std::vector<double> values(60, 0.0);
+  for (std::size_t k = 0; k < 20; ++k) {
+    values[k] = 20.0 - static_cast<double>(k);
+  }
+  const std::vector<double> A = withSpectrum(values, 7);
+  LeadingEigenpairs pairs(60);
+  pairs.start(A);
+  ASSERT_TRUE(pairs.widen());
+  ASSERT_TRUE(pairs.widen());
+  ASSERT_EQ(pairs.width(), 24);
+  steps(pairs, 1);
+  for (int k = 0; k < 20; ++k) {
+    // BOUND: as in expectPairs, times the condition number of C^2 within its range, 400, and of random
+    // columns, some tens: 1e-9.
+    EXPECT_NEAR(pairs.value(k), values[static_cast<std::size_t>(k)], 1e-9) << k;
+  }
+}
+
 TEST(LeadingEigenpairs, ValuesDescend) {
   std::mt19937_64 random(2);
   std::uniform_real_distribution<double> uniform(0.1, 1.0);

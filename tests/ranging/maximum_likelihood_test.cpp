@@ -171,6 +171,37 @@ TEST(MaximumLikelihood, TheAnswerIsTheFitThatStartsFromMusic) {
   EXPECT_NEAR(found[0].info().ResidualStructure, fit.report().structure, 1e-4);
 }
 
+// EXACT: over gaps, and from several rows, it is the fit that starts from nothing.
+TEST(MaximumLikelihood, OverGapsTheFitStartsFromNothing) {
+  const std::vector<int> gaps = flightpath::tonesOf(flightpath::TonePreset::HT20);
+  for (const int rows : {1, 2}) {
+    const std::vector<int> tones = rows == 1 ? gaps : range(0, 55);
+    const auto samples = measure(easyThree, tones, 1e-2, 13, rows);
+    std::vector<double> re;
+    std::vector<double> im;
+    double largest = 0.0;
+    for (const Complex z : samples) {
+      re.push_back(z.real());
+      im.push_back(z.imag());
+      largest = std::max({largest, std::fabs(z.real()), std::fabs(z.imag())});
+    }
+    ASSERT_GE(largest, 1.0);
+    ASSERT_LT(largest, 4.0) << "a power of two is the Ranger's own scale";
+    RangingOptions how = likelihood();
+    how.Tones = tones;
+    how.SnapshotsPerEstimate = static_cast<std::uint32_t>(rows);
+    const auto found = estimate(samples, how, 56);
+    flightpath::LikelihoodSettings settings;
+    settings.snapshots = rows;
+    flightpath::LikelihoodFit fit(tones, {}, settings);
+    fit.fit(re, im, {});
+    ASSERT_EQ(found[0].size(), fit.paths().size());
+    for (std::size_t p = 0; p < fit.paths().size(); ++p) {
+      EXPECT_EQ(found[0][p].Distance_m, fit.paths()[p].frequency * (c_mps / spacing_Hz));
+    }
+  }
+}
+
 // EXACT: a power of two in the samples' unit is one in the answers'.
 TEST(MaximumLikelihood, TheUnitOfTheSamplesIsThatOfTheAnswers) {
   const auto samples = measure(easyThree, range(0, 63), 1e-2, 4, 2);
@@ -336,6 +367,7 @@ TEST(MaximumLikelihood, RowsThatShareTheirPathsKeepTheirAmplitudes) {
   EXPECT_EQ(found.amplitudes().size(), 24U);
   for (std::size_t p = 0; p < 3; ++p) {
     EXPECT_NEAR(found[0][p].Distance_m, easyThree[p].distance_m, 5 * found[0][p].Deviation_m);
+    EXPECT_EQ(found[0][p].Amplitude, found[0].amplitude(p, 0));
     for (std::size_t row = 0; row < 8; ++row) {
       const Complex truth =
           std::polar(easyThree[p].amplitude,

@@ -186,6 +186,29 @@ TEST(Tones, AWindowChoosesAmongAliases) {
   }
 }
 
+// MODEL: 30 dB; the window is in metres, whatever the stride of the tones: a quarter of the range here.
+TEST(Tones, AWindowIsInMetresAlsoWithAStride) {
+  const std::vector<int> tones = range(0, 252, 4);
+  const auto samples = measure({100.0, 150.0}, tones, 5);
+  const double period_m = c_mps / spacing_Hz / 4;
+  for (const double aliases : {0.0, 1.0, 3.0}) {
+    RangingOptions how = over(tones);
+    how.EarliestDistance = 50.0 + aliases * period_m;
+    how.LatestDistance = 200.0 + aliases * period_m;
+    const PathSet found = estimate(samples, how);
+    ASSERT_EQ(found[0].size(), 2U) << aliases;
+    EXPECT_NEAR(found[0][0].Distance_m, 100.0 + aliases * period_m, 0.5);
+    EXPECT_NEAR(found[0][1].Distance_m, 150.0 + aliases * period_m, 0.5);
+    how.LatestDistance = 120.0 + aliases * period_m;
+    const PathSet first = estimate(samples, how);
+    ASSERT_FALSE(first[0].empty());
+    for (const Path path : first[0]) {
+      EXPECT_GE(path.Distance_m, *how.EarliestDistance);
+      EXPECT_LE(path.Distance_m, *how.LatestDistance);
+    }
+  }
+}
+
 // EXACT
 TEST(Tones, WhatAreNoTonesIsRefusedByPosition) {
   EXPECT_EQ(refusal(3, over({4, 5, 5})), "Ranger: Tones: a tone is repeated at position 2");

@@ -67,3 +67,13 @@ TEST(CoarseFFTLength, MoreThanTheLongestIsRefused_NamingTheResolution) {
 TEST(CoarseFFTLength, NegativeZeroIsNegative) {
   EXPECT_TRUE(std::isnan(flightpath::coarseFFTLength(-0.0F)));
 }
+
+// EXACT: powers of two, both ends and the middle.
+TEST(FineOffsets, GoFromOneEndToTheOtherInTheStatedStep) {
+  coder::array<float, 2> offsets;
+  flightpath::fineOffsets(0x1p-8F, 0x1p-11F, 1, offsets);
+  ASSERT_EQ(offsets.numel, 17);
+  for (int i = 0; i < 17; ++i) {
+    EXPECT_EQ(offsets[i], static_cast<float>(i - 8) * 0x1p-11F) << i;
+  }
+}

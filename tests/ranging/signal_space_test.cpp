@@ -1,0 +1,153 @@
+#include "flightpath/ranging/detail/signal_space.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <random>
+#include <span>
+#include <vector>
+
+#include "tests/ranging/full_decomposition.h"
+
+using flightpath::SignalSpace;
+using flightpath::SignalSpaceTuning;
+
+namespace {
+
+/// Q diag(values) Q^T, Q the product of a few random reflections.
+std::vector<double> withSpectrum(const std::vector<double>& values, unsigned seed) {
+  const std::size_t n = values.size();
+  std::mt19937_64 random(seed);
+  std::normal_distribution<double> normal;
+  std::vector<double> A(n * n);
+  for (std::size_t i = 0; i < n; ++i) {
+    A[i * n + i] = values[i];
+  }
+  for (int round = 0; round < 4; ++round) {
+    std::vector<double> u(n);
+    std::ranges::generate(u, [&] { return normal(random); });
+    double energy = 0.0;
+    for (const double value : u) {
+      energy += value * value;
+    }
+    std::vector<double> w(n);  // A u
+    double quadratic = 0.0;    // u^T A u
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = 0; i < n; ++i) {
+        w[i] += A[j * n + i] * u[j];
+      }
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      quadratic += u[i] * w[i];
+    }
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = 0; i < n; ++i) {
+        A[j * n + i] -= 2.0 / energy * (u[i] * w[j] + w[i] * u[j]) -
+                        4.0 * quadratic / energy / energy * u[i] * u[j];
+      }
+    }
+  }
+  return A;
+}
+
+/// |C v - theta v| over theta
+double relativeResidual(const std::vector<double>& A, std::span<const double> v, double value) {
+  const std::size_t n = v.size();
+  double squares = 0.0;
+  for (std::size_t i = 0; i < n; ++i) {
+    double sum = 0.0;
+    for (std::size_t j = 0; j < n; ++j) {
+      sum += A[j * n + i] * v[j];
+    }
+    squares += (sum - value * v[i]) * (sum - value * v[i]);
+  }
+  return std::sqrt(squares) / value;
+}
+
+/// Signals that fall by `ratio` each, over noise whose eigenvalues spread.
+std::vector<double> slowSpectrum(int signals, double ratio, unsigned seed) {
+  std::mt19937_64 random(seed);
+  std::uniform_real_distribution<double> noise(0.2, 1.8);
+  std::vector<double> values(60);
+  std::ranges::generate(values, [&] { return noise(random); });
+  for (int k = 0; k < signals; ++k) {
+    values[static_cast<std::size_t>(k)] = 1e4 * std::pow(ratio, k);
+  }
+  std::ranges::sort(values, std::greater<>());
+  return values;
+}
+
+}  // namespace
+
+// EXACT: the count that the criterion gives with every eigenvalue, also where the iteration settles slowly.
+TEST(SignalSpace, CountsAsEveryEigenvalueDoes) {
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    for (const double ratio : {0.5, 0.9}) {
+      const int signals = static_cast<int>(seed % 7);
+      const std::vector<double> values = slowSpectrum(signals, ratio, seed);
+      const std::vector<double> A = withSpectrum(values, seed);
+      SignalSpace space(60, 60, 1);
+      EXPECT_EQ(space.count(A), support::countByAll(values)) << seed << ", " << ratio;
+    }
+  }
+}
+
+// BOUND: 1e-6 of the eigenvalue, and a hundredth of that for the rounding of the residual itself.
+TEST(SignalSpace, EigenvectorsOfSignalsAreGoodToAMillionth) {
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    const std::vector<double> A = withSpectrum(slowSpectrum(4, 0.6, seed), seed);
+    SignalSpace space(60, 60, 1);
+    const int counted = space.count(A);
+    ASSERT_GE(counted, 4);
+    for (int k = 0; k < counted; ++k) {
+      EXPECT_LE(relativeResidual(A, space.vector(k), space.value(k)), 1.01e-6) << seed << ", " << k;
+    }
+    ASSERT_EQ(space.take(A, 3), 3);
+    for (int k = 0; k < 3; ++k) {
+      EXPECT_LE(relativeResidual(A, space.vector(k), space.value(k)), 1.01e-6) << seed << ", " << k;
+    }
+  }
+}
+
+/// One eigenvalue over 255 equal ones, such that Q(0) is above Q(1) by this much: 256 is what the first
+/// signal costs, and what remains costs nothing.
+std::vector<double> nearTie(double excess) {
+  constexpr double m = 256.0;
+  double low = 1.0;
+  double high = 1e6;
+  for (int i = 0; i < 100; ++i) {
+    const double r = 0.5 * (low + high);
+    (m * std::log((m - 1.0 + r) / m) - std::log(r) < m + excess ? low : high) = r;
+  }
+  // The root of 1.69 in single precision is larger than 1.3: 255 logarithms of its square are, by 2.8e-5.
+  std::vector<double> A(256 * 256);
+  for (std::size_t i = 0; i < 256; ++i) {
+    A[i * 257] = i == 0 ? 1.69 * high : 1.69;
+  }
+  return A;
+}
+
+// EXACT: a tie that lies within the rounding of the single-precision determinant is decided by all of the
+// candidates, which the slack leaves in the running. Without it the first of them would win.
+TEST(SignalSpace, TheSinglePrecisionDeterminantDecidesNoTie) {
+  const std::vector<double> A = nearTie(1e-5);
+  EXPECT_EQ(SignalSpace(256, 256, 1).count(A), 1);
+  SignalSpaceTuning withoutSlack;
+  withoutSlack.roughSlack = 0.0;
+  EXPECT_EQ(SignalSpace(256, 256, 1, withoutSlack).count(A), 0) << "the case is none";
+  SignalSpaceTuning doublePrecision = withoutSlack;
+  doublePrecision.roughOrder = 257;
+  EXPECT_EQ(SignalSpace(256, 256, 1, doublePrecision).count(A), 1);
+}
+
+// EXACT: where a pivot is below the least, double precision takes over.
+TEST(SignalSpace, SmallPivotsOfSinglePrecisionLeaveTheDeterminantToDouble) {
+  SignalSpaceTuning tuning;
+  tuning.roughSlack = 0.0;
+  tuning.roughPivot =
+      0.9;  // of the largest diagonal element, which is some hundred times the others
+  EXPECT_EQ(SignalSpace(256, 256, 1, tuning).count(nearTie(1e-5)), 1);
+}
