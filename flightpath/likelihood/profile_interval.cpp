@@ -13,6 +13,10 @@ namespace {
 constexpr double longestSide = 2.0;
 constexpr double shortestStep = 1e-9;
 
+/// Longer sides are those of a cost that is no parabola, or of a deviation that is next to nothing: from
+/// here on each step is twice the one before it.
+constexpr int evenSteps = 16;
+
 constexpr double precision = 1e-3;  // of the side
 constexpr int mostHalvings = 60;
 
@@ -50,12 +54,14 @@ double ProfileInterval::end(const PathFit& fit, const SplitRows& y, const Side& 
   adapted_.assign(fit.frequencies().begin(), fit.frequencies().end());
   double inside = 0.0;
   double outside = std::min(step, longest);
-  while (isInside(outside)) {
+  double increment = 0.5 * step;
+  for (int steps = 1; isInside(outside); ++steps) {
     if (outside == longest) {
       return longest;
     }
     inside = outside;
-    outside = std::min(outside + 0.5 * step, longest);
+    outside = std::min(outside + increment, longest);
+    increment *= steps < evenSteps ? 1.0 : 2.0;
   }
   for (int i = 0; i < mostHalvings && outside - inside > precision * outside; ++i) {
     const double middle = 0.5 * (inside + outside);

@@ -195,8 +195,8 @@ void PlainFit::requireCovariances() const {
     const double whole = norm(model_.derivative(f_[p]));
     const double left = norm(derivatives[p]);
     // The library forms both from moments: the difference keeps the rounding of the larger, n K sums
-    // over pivots of 1e-4 and more.
-    worst = std::max(worst, 1e-9 * whole * whole / (left * left));
+    // over pivots of 1e-4 and more, and that of the delay.
+    worst = std::max(worst, (1e-9 + 4.0 * steeringError(p)) * whole * whole / (left * left));
     for (std::size_t q = 0; q < K; ++q) {
       C.push_back(2.0 / noise_ * (answer_.covariance_m2(p, q) / (period_m_ * period_m_)) *
                   scale(p) * scale(q));
@@ -248,13 +248,18 @@ bool PlainFit::areApart(double cells) const {
   return true;
 }
 
+/// Whether a distance is large beside the rounding of a delay, which grows with the window's.
+bool PlainFit::isResolved(double distance, std::size_t p) const {
+  return std::fabs(distance) > 1e5 * epsilon * std::fabs(f_[p]);
+}
+
 void PlainFit::requireNoLowerBeside(std::size_t p, double step, double cost) const {
   std::vector<double> beside = f_;
   beside[p] += step;
   const double distance_m = beside[p] * period_m_;
   const bool isOutside = distance_m < options_.EarliestDistance.value_or(distance_m) ||
                          distance_m > options_.LatestDistance.value_or(distance_m);
-  if (std::fabs(step) < 0.05 * cell() && !isOutside) {
+  if (isResolved(step, p) && std::fabs(step) < 0.05 * cell() && !isOutside) {
     require(model_.cost(beside) >= cost * (1.0 - 1e-9), "a minimum of the cost");
   }
 }
@@ -273,6 +278,9 @@ void PlainFit::requireInterval() const {
 /// The side is known to a thousandth of itself.
 void PlainFit::requireEnd(double end_m, double limit) const {
   const double side = end_m / period_m_ - f_[0];
+  if (!isResolved(side, 0)) {
+    return;
+  }
   const double slack = 1e-6 * limit + 1e-12 * model_.cost({});
   require(model_.cost({f_[0] + side * (1.0 - 1.001e-3)}) <= limit + slack,
           "the interval ends where the cost has reached its limit");

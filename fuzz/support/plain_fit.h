@@ -50,6 +50,7 @@ class PlainFit {
   double cell() const;
   double degreesLeft() const;
   bool areApart(double cells) const;
+  bool isResolved(double distance, std::size_t p) const;
   double steeringError(std::size_t p) const;
   support::ComplexVector residual(std::size_t row) const;
   double meanPower(std::size_t p) const;

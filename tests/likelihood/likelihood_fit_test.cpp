@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <ctime>
 #include <limits>
 #include <numbers>
 #include <numeric>
@@ -422,6 +423,23 @@ TEST(LikelihoodFit, WeightsAreTheInverseNoisePowersInAnyUnit) {
   EXPECT_EQ(frequencies(other), f);
   EXPECT_EQ(other.paths()[0].deviation, fit.paths()[0].deviation);
   EXPECT_EQ(other.report().noisePower, 1024.0 * fit.report().noisePower);
+}
+
+// MODEL: at a level of next to nothing an interval is what the refinement leaves open, a thousandth of a
+// deviation. The processor time, of which a thousandth is enough, is that of an interval at any level.
+TEST(LikelihoodFit, IntervalsOfAnyLevelTakeFewSteps) {
+  LikelihoodFit fit(range(0, 10), {}, forced(4));
+  support::fitSamples(fit, channel(range(0, 10), {}, {}, 0.0, 19), {});
+  const std::clock_t start = std::clock();
+  for (const double level : {1e-300, 1e-12, 1e-9}) {
+    for (std::size_t p = 0; p < fit.paths().size(); ++p) {
+      const auto interval = fit.interval(static_cast<int>(p), level);
+      EXPECT_LT(interval.latest - interval.earliest, 2e-3 * fit.paths()[p].deviation);
+      EXPECT_GE(interval.latest, fit.paths()[p].frequency);
+      EXPECT_LE(interval.earliest, fit.paths()[p].frequency);
+    }
+  }
+  EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
 }
 
 // EXACT: a path that is stronger than those before it raises the error of the model, which is asked
