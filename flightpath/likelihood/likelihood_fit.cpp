@@ -17,16 +17,24 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double leastDamping = 1e-9;
 constexpr double dampingFactor = 10.0;
 
-/// Where two paths stand for the shape of one, their delays are not determined. Damping makes their
-/// deviations large, and leaves those of the others what they are: the least that outweighs the rounding of
-/// the curvature, which crowded paths make large, and a tenth at most.
-bool factorDamped(NormalEquations& equations, std::span<const double> curvature, int n) {
+/// A path whose variance comes by more than this part from directions that damping alone holds is not
+/// determined.
+constexpr double mostHeldByDamping = 1e-2;
+
+/// Factors the curvature, and returns the damping that this took. Where two paths stand for the shape of
+/// one, their delays are not determined. Damping holds them, and leaves the deviations of the others what
+/// they are: the least that outweighs the rounding of the curvature, which crowded paths make large.
+/// Infinite where a tenth is not enough.
+double factorCurvature(NormalEquations& equations, std::span<const double> curvature, int n) {
+  if (equations.factor(curvature, n)) {
+    return 0.0;
+  }
   for (double damping = leastDamping; damping < 1.0; damping *= dampingFactor) {
     if (equations.factor(curvature, n, damping)) {
-      return true;
+      return damping;
     }
   }
-  return false;
+  return infinity;
 }
 
 const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
@@ -136,7 +144,9 @@ void LikelihoodFit::findCovariance() {
   const int n = fit_->numPaths();
   const auto rows = static_cast<std::size_t>(n);
   fit_->differentiate();
-  if (!equations_.factor(fit_->curvature(), n) && !factorDamped(equations_, fit_->curvature(), n)) {
+  const std::span<const double> curvature = fit_->curvature();
+  const double damping = factorCurvature(equations_, curvature, n);
+  if (damping == infinity) {
     std::fill_n(covariance_.begin(), rows * rows, infinity);
     return;
   }
@@ -147,7 +157,12 @@ void LikelihoodFit::findCovariance() {
     std::fill_n(column, rows, 0.0);
     column[p] = 1.0;
     equations_.solve(column);
+    // In units of the diagonal, a direction without any curvature has the variance 1 / damping.
+    const bool isHeld = damping * column[p] * curvature[p * rows + p] > mostHeldByDamping;
     std::transform(column, column + rows, column, [=](double v) { return factor * v; });
+    if (isHeld) {
+      column[p] = infinity;
+    }
   }
 }
 

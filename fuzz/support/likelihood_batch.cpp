@@ -35,8 +35,7 @@ std::vector<int> risingTones(FuzzedDataProvider& data, std::uint32_t N, std::int
 }
 
 std::int64_t anyOrigin(FuzzedDataProvider& data) {
-  return rarely(data) ? data.ConsumeIntegral<std::int32_t>()
-                      : data.ConsumeIntegralInRange(-64, 64);
+  return rarely(data) ? data.ConsumeIntegral<std::int32_t>() : data.ConsumeIntegralInRange(-64, 64);
 }
 
 std::vector<int> anyTones(FuzzedDataProvider& data, std::uint32_t N) {
@@ -300,11 +299,11 @@ ClearChannel clearChannel(FuzzedDataProvider& data) {
     const double slot = static_cast<double>(p) + place(random);
     channel.frequencies.push_back(slot / static_cast<double>(numPaths) - 0.5);
   }
-  channel.rows = support::drawChannel(channel.options.Tones, {}, channel.frequencies,
-                                      std::vector<double>(numPaths, 1.0), 0.01,
-                                      static_cast<int>(channel.options.SnapshotsPerEstimate),
-                                      random)
-                     .rows;
+  channel.rows =
+      support::drawChannel(channel.options.Tones, {}, channel.frequencies,
+                           std::vector<double>(numPaths, 1.0), 0.01,
+                           static_cast<int>(channel.options.SnapshotsPerEstimate), random)
+          .rows;
   return channel;
 }
 

@@ -45,7 +45,6 @@ support::SlowLikelihood modelOf(const RangingOptions& options, std::uint32_t N,
   return model;
 }
 
-
 double decibels(double power) { return 10.0 * std::log10(power); }
 
 double norm(const ComplexVector& v) { return std::sqrt(support::squaredNorm(v)); }
@@ -82,7 +81,8 @@ bool PlainFit::isInRange() const {
 /// Of an element of a steering vector: its delay, rounded a few times on the way to metres and back,
 /// and the products that make it.
 double PlainFit::steeringError(std::size_t p) const {
-  const double farthest = std::fabs(model_.centred(0)) + std::fabs(model_.centred(model_.tones.size() - 1));
+  const double farthest =
+      std::fabs(model_.centred(0)) + std::fabs(model_.centred(model_.tones.size() - 1));
   return epsilon * (32.0 * std::fabs(f_[p]) * farthest + 32.0);
 }
 
@@ -151,7 +151,8 @@ void PlainFit::requirePowers() const {
     const flightpath::Path path = answer_[p];
     const double power_dB = decibels(meanPower(p)) + 2.0 * decibels(std::ldexp(1.0, exponent_));
     require(static_cast<double>(path.Peak_dB) == power_dB ||
-                std::fabs(static_cast<double>(path.Peak_dB) - power_dB) <= 0x1p-23 * std::fabs(power_dB) + 1e-6,
+                std::fabs(static_cast<double>(path.Peak_dB) - power_dB) <=
+                    0x1p-23 * std::fabs(power_dB) + 1e-6,
             "the peak is the power of the path");
     const double snr_dB = decibels(std::ldexp(meanPower(p) / noise_, -weightExponent_));
     require(path.SNR_dB == snr_dB || std::fabs(path.SNR_dB - snr_dB) <= 1e-9, "over the noise");

@@ -63,7 +63,7 @@ class PlainFit {
   flightpath::Estimate answer_;
   double stride_;
   double period_m_;  // the unambiguous range
-  int exponent_;        // of the samples
+  int exponent_;     // of the samples
   int weightExponent_;
   support::SlowLikelihood model_;
   std::vector<double> f_;

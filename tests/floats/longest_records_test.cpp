@@ -98,8 +98,8 @@ TEST_F(LongestRecords, MaximumLikelihoodThroughAGapTakesThem) {
   how.Tones = support::joined(support::range(0, 29999), support::range(30001, 65534));
   const double cyclesPerMetre = how.SubcarrierSpacing / support::lightSpeed_mps;
   std::mt19937_64 random(1);
-  const auto model = support::drawChannel(how.Tones, {}, {40.0 * cyclesPerMetre, 95.0 * cyclesPerMetre},
-                                          {1.0, 0.8}, 1.0, 1, random);
+  const auto model = support::drawChannel(
+      how.Tones, {}, {40.0 * cyclesPerMetre, 95.0 * cyclesPerMetre}, {1.0, 0.8}, 1.0, 1, random);
   const flightpath::PathSet found = flightpath::Ranger(65534, how).estimate(model.rows[0]);
   ASSERT_EQ(found[0].size(), 2U);
   EXPECT_NEAR(found[0][0].Distance_m, 40.0, 5.0 * found[0][0].Deviation_m);

@@ -372,7 +372,7 @@ TEST(LikelihoodFit, TheCovarianceIsTheInverseOfTheFisherInformation) {
 
 // MODEL: a line that disperses, at 77 dB, takes paths in pairs that cancel, whose delays are not
 // determined. That is said of these alone: an error of the model in place of them leaves the line.
-TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesDeviationsFinite) {
+TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowMakesDeviationsLarge) {
   std::mt19937_64 random(1);
   std::normal_distribution<double> normal(0.0, 1e-4);
   Samples x;
@@ -387,11 +387,14 @@ TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesDeviationsFinite) {
   EXPECT_GT(fit.paths().size(), 3U);
   double largest = 0.0;
   for (const auto& path : fit.paths()) {
-    EXPECT_TRUE(std::isfinite(path.deviation));
     EXPECT_GT(path.deviation, 0.0);
     largest = std::max(largest, path.deviation);
+    for (const auto& other : fit.paths()) {
+      const double apart = std::fabs(path.frequency - other.frequency);
+      EXPECT_TRUE(apart == 0.0 || apart > 0.1 / 64.0 || path.deviation > apart) << apart;
+    }
   }
-  EXPECT_GT(largest, 1.0 / 64.0) << "a cell";
+  EXPECT_GT(largest, 1.0 / 64.0) << "a cell, or not determined";
   LikelihoodSettings how;
   how.modelError = 0.1;
   LikelihoodFit tolerant(range(0, 63), {}, how);
@@ -666,9 +669,6 @@ TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesTheDeviationsOfOtherPaths
         6.0 * fit.report().noisePower /
         (other.power * 4.0 * std::numbers::pi * std::numbers::pi * N * (double(N) * N - 1.0)));
     EXPECT_NEAR(other.deviation / alone, 1.0, 0.15) << seed;
-    for (const auto& path : fit.paths()) {
-      EXPECT_TRUE(std::isfinite(path.deviation)) << seed;
-    }
   }
 }
 

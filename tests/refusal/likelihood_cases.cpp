@@ -106,10 +106,12 @@ const Case likelihoodCases[] = {
     {"estimate with intervals", [] { return estimating(fewRows(), withIntervals(likelihood())); }},
     {"estimate with a gap", [] { return estimating(fewRows(), withIntervals(withGap())); }},
     {"estimate over far blocks", [] { return estimating(fewRows(), farBlocks()); }},
-    {"estimate of rows that share paths", [] { return estimating(fewRows(), sharing(likelihood(), 2)); }},
+    {"estimate of rows that share paths",
+     [] { return estimating(fewRows(), sharing(likelihood(), 2)); }},
     {"estimate with everything", [] { return estimating(fewRows(), withEverything()); }},
     {"estimate again", [] { return estimatingAgain(fewRows(), withIntervals(likelihood()), 4); }},
-    {"estimate again with everything", [] { return estimatingAgain(fewRows(), withEverything(), 4); }},
+    {"estimate again with everything",
+     [] { return estimatingAgain(fewRows(), withEverything(), 4); }},
 };
 
 const Case quietLikelihoodCases[] = {
