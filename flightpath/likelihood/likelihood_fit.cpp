@@ -14,8 +14,7 @@ namespace {
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-constexpr double leastDamping = 1e-9;
-constexpr double dampingFactor = 10.0;
+constexpr double dampings[] = {0.0, 1e-9, 1e-8, 1e-7, 1e-6, 1e-5, 1e-4, 1e-3, 1e-2, 1e-1};
 
 /// A path whose variance comes by more than this part from directions that damping alone holds is not
 /// determined.
@@ -24,17 +23,11 @@ constexpr double mostHeldByDamping = 1e-2;
 /// Factors the curvature, and returns the damping that this took. Where two paths stand for the shape of
 /// one, their delays are not determined. Damping holds them, and leaves the deviations of the others what
 /// they are: the least that outweighs the rounding of the curvature, which crowded paths make large.
-/// Infinite where a tenth is not enough.
+/// Infinite where the largest is not enough.
 double factorCurvature(NormalEquations& equations, std::span<const double> curvature, int n) {
-  if (equations.factor(curvature, n)) {
-    return 0.0;
-  }
-  for (double damping = leastDamping; damping < 1.0; damping *= dampingFactor) {
-    if (equations.factor(curvature, n, damping)) {
-      return damping;
-    }
-  }
-  return infinity;
+  const auto* const found = std::ranges::find_if(
+      dampings, [&](double damping) { return equations.factor(curvature, n, damping); });
+  return found == std::end(dampings) ? infinity : *found;
 }
 
 const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
