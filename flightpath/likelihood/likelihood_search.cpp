@@ -73,6 +73,8 @@ void LikelihoodSearch::searchCount() {
     growAll();
     thin();
   }
+  while (pruneWeakest()) {  // what a lower minimum of the others does without
+  }
 }
 
 void LikelihoodSearch::searchForced(int count) {
@@ -118,11 +120,20 @@ bool LikelihoodSearch::pruneWeakest() {
 /// Adds paths as long as the test says so. False: none.
 bool LikelihoodSearch::growAll() {
   bool any = false;
-  for (int i = 0; i < 2 * mostPaths_ && (grow() || growTwo()); ++i) {
+  for (int i = 0; i < 2 * mostPaths_; ++i) {
+    const int count = moves_.fit().numPaths();
+    const double cost = moves_.fit().residualEnergy();
+    if (!grow() && !growTwo()) {
+      break;
+    }
     any = true;
     while (pruneWeakest()) {
     }
     settle();
+    if (moves_.fit().numPaths() <= count && moves_.fit().residualEnergy() >= cost) {
+      isWorthTrying();  // of two that were added none is left: as it was, and no path is worth adding
+      break;
+    }
   }
   return any;
 }

@@ -445,31 +445,31 @@ TEST(LikelihoodFit, IntervalsOfAnyLevelTakeFewSteps) {
   EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
 }
 
-// EXACT: a path that is stronger than those before it raises the error of the model, which is asked
-// for itself too: what it does not leave needed is not taken.
-TEST(LikelihoodFit, TheMarginsKeepTheirSidesWithAnErrorOfTheModel) {
+// EXACT: of two paths that are added at once the second may pass the test, though neither is needed when
+// all three are looked at.
+TEST(LikelihoodFit, TheMarginsKeepTheirSidesWherePairsAreTried) {
   LikelihoodSettings how = rows(2);
-  how.modelError = 0.25;
-  how.falseAlarm = 0.6;
-  LikelihoodFit fit(range(0, 11), {}, how);
-  for (unsigned seed = 0; seed < 300; ++seed) {
-    support::fitSamples(fit, channel(range(0, 11), {0.1, 0.25}, {1.0, 1.3}, 5.0, seed, 2), {});
+  how.falseAlarm = 0.3;
+  LikelihoodFit fit(range(0, 15), {}, how);
+  for (unsigned seed = 800; seed < 1800; ++seed) {
+    support::fitSamples(fit, channel(range(0, 15), {0.1}, {1.0}, 0.0, seed, 2), {});
     EXPECT_FALSE(fit.report().weakest <= 1.0) << seed;
     EXPECT_FALSE(fit.report().next > 1.0) << seed;
   }
 }
 
-// EXACT: a path beyond the end of a window that has room for one promises to leave the residual, and no
-// second path in the window can take it.
-TEST(LikelihoodFit, APromiseThatNoPathKeepsIsNoMargin) {
-  LikelihoodSettings how;
-  how.earliest = 0.1;
-  how.latest = 0.1 + 1e-5;
-  LikelihoodFit fit(range(0, 63), {}, how);
-  support::fitSamples(fit, channel(range(0, 63), {0.104}, {1.0}, 30.0, 18), {});
-  ASSERT_EQ(fit.paths().size(), 1U);
-  EXPECT_GT(fit.report().structure, 2.0) << "of the residual";
-  EXPECT_TRUE(std::isnan(fit.report().next));
+// EXACT: a path that is stronger than those before it raises the error of the model, which is asked
+// for itself too: what it does not leave needed is not taken.
+TEST(LikelihoodFit, TheMarginsKeepTheirSidesWithAnErrorOfTheModel) {
+  LikelihoodSettings how = rows(2);
+  how.modelError = 0.1;
+  how.falseAlarm = 0.3;
+  LikelihoodFit fit(range(0, 7), {}, how);
+  for (unsigned seed = 0; seed < 200; ++seed) {
+    support::fitSamples(fit, channel(range(0, 7), {0.1, 0.225}, {1.0, 0.5}, -3.0, seed, 2), {});
+    EXPECT_FALSE(fit.report().weakest <= 1.0) << seed;
+    EXPECT_FALSE(fit.report().next > 1.0) << seed;
+  }
 }
 
 // MODEL: a path 28 dB below the strongest, far above the noise: with an error of the model of -20 dB it
