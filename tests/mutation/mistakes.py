@@ -62,6 +62,7 @@ def check_applicable(mistakes, tree):
 
 def try_out(mistake, scratch):
     """What notices the mistake; empty for nothing. The scratch copy is whole again afterwards."""
+    check_applicable([mistake], scratch.tree)
     apply(mistake.path, scratch.tree)
     try:
         noticed_by = scratch.caught_by(mistake.rooms)
