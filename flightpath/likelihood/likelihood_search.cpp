@@ -120,22 +120,27 @@ bool LikelihoodSearch::pruneWeakest() {
 /// Adds paths as long as the test says so. False: none.
 bool LikelihoodSearch::growAll() {
   bool any = false;
-  for (int i = 0; i < 2 * mostPaths_; ++i) {
-    const int count = moves_.fit().numPaths();
-    const double cost = moves_.fit().residualEnergy();
-    if (!grow() && !growTwo()) {
-      break;
-    }
+  for (int i = 0; i < 2 * mostPaths_ && growAndPrune(); ++i) {
     any = true;
-    while (pruneWeakest()) {
-    }
-    settle();
-    if (moves_.fit().numPaths() <= count && moves_.fit().residualEnergy() >= cost) {
-      isWorthTrying();  // of two that were added none is left: as it was, and no path is worth adding
-      break;
-    }
   }
   return any;
+}
+
+/// False: no path is worth adding, or none is left of those that were, and all is as it was.
+bool LikelihoodSearch::growAndPrune() {
+  const int count = moves_.fit().numPaths();
+  const double cost = moves_.fit().residualEnergy();
+  if (!grow() && !growTwo()) {
+    return false;
+  }
+  while (pruneWeakest()) {
+  }
+  settle();
+  if (moves_.fit().numPaths() > count || moves_.fit().residualEnergy() < cost) {
+    return true;
+  }
+  weighThePromise();
+  return false;
 }
 
 bool LikelihoodSearch::grow() {
@@ -154,12 +159,16 @@ bool LikelihoodSearch::grow() {
   return true;
 }
 
-/// Whether the path that the residual promises comes near the threshold, without trying it.
-bool LikelihoodSearch::isWorthTrying() {
+/// The test of the path that the residual promises, without trying it.
+void LikelihoodSearch::weighThePromise() {
   const PathFit& fit = moves_.fit();
   const double left = std::max(0.0, fit.residualEnergy() - moves_.promisedFall());
   next_ = pathStatistic(fit.residualEnergy(), left, fit.degreesLeft() - (numRows_ + 0.5),
                         unexplained(fit));
+}
+
+bool LikelihoodSearch::isWorthTrying() {
+  weighThePromise();
   return next_ > worthTrying * threshold_;
 }
 

@@ -57,6 +57,8 @@ class LikelihoodSearch {
   bool growAll();
   bool grow();
   bool growTwo();
+  bool growAndPrune();
+  void weighThePromise();
   bool isWorthTrying();
   bool passes();
   void settle();

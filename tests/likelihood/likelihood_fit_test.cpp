@@ -818,6 +818,19 @@ TEST(LikelihoodFit, AnIntervalIsSearchedInStridesToo) {
   }
 }
 
+// EXACT: a path beyond the end of a window that has room for one promises to leave the residual, and no
+// second path in the window can take it.
+TEST(LikelihoodFit, APromiseThatNoPathKeepsIsNoMargin) {
+  LikelihoodSettings how;
+  how.earliest = 0.1;
+  how.latest = 0.1 + 1e-5;
+  LikelihoodFit fit(range(0, 63), {}, how);
+  support::fitSamples(fit, channel(range(0, 63), {0.104}, {1.0}, 30.0, 18), {});
+  ASSERT_EQ(fit.paths().size(), 1U);
+  EXPECT_GT(fit.report().structure, 2.0) << "of the residual";
+  EXPECT_TRUE(std::isnan(fit.report().next));
+}
+
 // EXACT
 TEST(LikelihoodFit, SettingsWithoutMeaningAreRefusedByTheirNames) {
   EXPECT_EQ(refusal({}), "");
