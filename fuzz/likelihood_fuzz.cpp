@@ -178,7 +178,7 @@ void checkInfo(const Batch& batch, std::span<const Row> rows, const Estimate& an
   require(std::isnan(info.WeakestMargin) == (!isTested || answer.empty()),
           "a margin where there is a test of a path");
   require(!(info.WeakestMargin <= 1.0), "every path is needed");
-  // What was tried beside another fit than the last may pass there: one in 100,000 of such settings.
+  // What was tried beside another fit than the last may pass there: more often at other settings.
   const bool isStrict = !batch.options.ModelError && batch.options.FalseAlarm <= 0.01;
   require(!isStrict || !(info.NextMargin > 1.0), "and no other");
 }

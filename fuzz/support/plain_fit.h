@@ -36,7 +36,8 @@ class PlainFit {
   void requireCovariances() const;
 
   /// MODEL: a tenth of a deviation to either side of each delay, the others kept, the cost is no
-  /// lower. Left out where the samples have next to no noise, and at the ends of the window.
+  /// lower. Left out where the samples have next to no noise, where paths lie within half a cell or are
+  /// more than eight, and at the ends of the window.
   void requireMinimum() const;
 
   /// BOUND: for one path alone, the cost at the ends of the interval is Student's limit.
