@@ -72,7 +72,8 @@ inline const char* toString(Outcome outcome) {
 ///                    noise, well above it where they do not explain the samples
 /// WeakestMargin      how clearly the count is right: the test of the path that is needed least over its
 ///                    threshold, above 1 (NaN where there is no path, or the count was forced) ...
-/// NextMargin         ... and that of the best path that was not taken, below 1
+/// NextMargin         ... and that of the best path that was not taken, below 1 but for rare cases in
+///                    which the search gave one up that it had weighed beside other paths
 struct EstimateInfo {
   std::int32_t NumSignals = 0;
   Outcome Result = Outcome::NoSignal;
