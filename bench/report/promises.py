@@ -102,6 +102,4 @@ def all_ratios(results):
     times = repetitions(json.loads((results / "times.json").read_text()))
     batch = batch_repetitions(json.loads((results / "batch.json").read_text()))
     return floor_ratios(times) + ranger_ratios(times) + [
-        Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_LIKELIHOOD = {64: 12, 242: 60, 1992: 280}  # the same of maximum likelihood
-OVER_MUSIC = {64: 2, 242: 1.3}  # most times the Ranger's MUSIC
-FASTER_ON_TWO_THREADS)]
+        Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_ON_TWO_THREADS)]

@@ -157,7 +157,7 @@ def accuracy_table(records, name):
     for r in records:
         if r["scenario"] != name:
             continue
-        rmse = "" if r["rmse_s"] is None else f"{r['rmse_s'] * 1e9:.3f}"
+        rmse = "" if r["rmse_s"] is None or np.isnan(r["rmse_s"]) else f"{r['rmse_s'] * 1e9:.3f}"
         rows.append([r["estimator"], r["count"], str(r["trials"]), f"{r['median_ms']:.2f}",
                      f"{100 * r['share']:.1f} %", rmse])
     share = "a path invented" if name == "none" else "all paths found"
