@@ -656,17 +656,6 @@ TEST(LikelihoodFit, APathWithoutAmplitudeHasNoFiniteDeviation) {
   EXPECT_EQ(fit.paths()[1].deviation, infinity);
 }
 
-// EXACT: four equal samples leave nothing at all, in double, for a second path a quarter of the period away:
-// its amplitude is zero, and its delay any.
-TEST(LikelihoodFit, APathWithoutAmplitudeHasNoFiniteDeviation) {
-  LikelihoodFit fit(range(0, 3), {}, forced(2));
-  support::fitSamples(fit, Samples(4, {1.0, 0.0}), std::vector<double>{0.0, 0.25});
-  ASSERT_EQ(fit.paths().size(), 2U);
-  EXPECT_EQ(fit.paths()[0].power, 1.0);
-  EXPECT_EQ(fit.paths()[1].power, 0.0);
-  EXPECT_EQ(fit.paths()[1].deviation, infinity);
-}
-
 // MODEL: 60 dB; the deviation of a path ten cells away from such a line is that of a single path, to 15 %, by
 // which paths in between may disturb it.
 TEST(LikelihoodFit, AShapeThatTheModelDoesNotKnowLeavesTheDeviationsOfOtherPaths) {
