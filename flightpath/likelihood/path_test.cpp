@@ -3,6 +3,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "flightpath/runtime/detail/log_gamma.h"
+
 namespace flightpath {
 namespace {
 
@@ -13,7 +15,7 @@ constexpr int halvings = 60;  // of an interval of a few: more than double preci
 double pathThreshold(double falseAlarm, double independentDelays, int numRows) {
   const double shape = numRows - 0.5;
   const double constant = std::log(independentDelays) + 0.5 * std::log(std::numbers::pi / 3.0) -
-                          std::lgamma(numRows) - std::log(falseAlarm);
+                          logGamma(numRows) - std::log(falseAlarm);
   // The rate falls from t = shape on: the crossing is looked for there, by halving.
   double low = shape;
   double high = 2.0 * shape + 2.0;

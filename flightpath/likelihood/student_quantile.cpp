@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "flightpath/runtime/detail/log_gamma.h"
+
 namespace flightpath {
 namespace {
 
@@ -47,7 +49,7 @@ double continuedFraction(double a, double b, double x) {
 
 /// x^a (1 - x)^b / (a B(a, b)) times the fraction
 double smallBeta(double a, double b, double x, double rest) {
-  const double logBeta = std::lgamma(a) + std::lgamma(b) - std::lgamma(a + b);
+  const double logBeta = logGamma(a) + logGamma(b) - logGamma(a + b);
   return std::exp(a * std::log(x) + b * std::log(rest) - logBeta) / a * continuedFraction(a, b, x);
 }
 
