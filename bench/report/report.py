@@ -19,6 +19,7 @@ import numpy as np
 import peers
 import promises
 import scenarios
+from markdown import table
 
 matplotlib.use("svg")
 from matplotlib import pyplot  # noqa: E402
@@ -31,11 +32,6 @@ STAGES = [("StageSmoothing", "smoothing"), ("StageEigen", "eigen decomposition")
 
 def medians(runs):
     return {key: statistics.median(times) for key, times in runs.items()}
-
-
-def table(header, rows):
-    lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
-    return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
 
 
 def duration(us):

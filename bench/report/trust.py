@@ -18,6 +18,7 @@ import numpy as np
 
 import peers
 import scenarios
+from markdown import table
 
 matplotlib.use("svg")
 from matplotlib import pyplot  # noqa: E402
@@ -210,11 +211,6 @@ def percent(share):
 
 def ratio(value):
     return "" if np.isnan(value) else f"{value:.2f}"
-
-
-def table(header, rows):
-    lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
-    return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
 
 
 def scenario_table(path):

@@ -5,8 +5,6 @@
 #include <complex>
 #include <cstdint>
 #include <limits>
-#include <numbers>
-#include <random>
 #include <vector>
 
 #include "flightpath/likelihood/likelihood_fit.h"
@@ -15,6 +13,7 @@
 #include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/tone_samples.h"
 #include "tests/support/tones.h"
 
 using flightpath::Outcome;
@@ -24,53 +23,17 @@ using flightpath::Ranger;
 using flightpath::RangingOptions;
 using support::everythingIn;
 using support::likelihood;
+using support::measureTones;
 using support::range;
 using support::spacing_Hz;
+using support::speedOfLight_mps;
+using support::TonePath;
 
 namespace {
 
 using Complex = std::complex<double>;
 
-constexpr double c_mps = 299792458.0;
-
-struct TruePath {
-  double distance_m;
-  double amplitude;
-  double phase_rad;  // at the mean index
-};
-
-const std::vector<TruePath> easyThree = {{12.0, 1.0, 0.3}, {33.0, 0.7, 2.0}, {60.0, 0.5, -1.1}};
-
-double meanOf(const std::vector<int>& tones) {
-  double sum = 0.0;
-  for (const int t : tones) {
-    sum += t;
-  }
-  return sum / static_cast<double>(tones.size());
-}
-
-/// Rows over these tones; the paths' phases advance by 1.3 p from a row to the next.
-std::vector<Complex> measure(const std::vector<TruePath>& paths, const std::vector<int>& tones,
-                             double noisePower, unsigned seed, int rows = 1) {
-  std::mt19937_64 random(seed);
-  std::normal_distribution<double> noise(0.0, std::sqrt(noisePower / 2.0));
-  const double mean = meanOf(tones);
-  std::vector<Complex> samples;
-  for (int row = 0; row < rows; ++row) {
-    for (const int t : tones) {
-      const double re = noise(random);
-      Complex sample(re, noise(random));
-      for (std::size_t p = 0; p < paths.size(); ++p) {
-        const double turns = paths[p].distance_m / c_mps * spacing_Hz * (t - mean);
-        sample += std::polar(paths[p].amplitude, paths[p].phase_rad +
-                                                     1.3 * row * static_cast<double>(p + 1) -
-                                                     2.0 * std::numbers::pi * turns);
-      }
-      samples.push_back(sample);
-    }
-  }
-  return samples;
-}
+const std::vector<TonePath> easyThree = {{12.0, 1.0, 0.3}, {33.0, 0.7, 2.0}, {60.0, 0.5, -1.1}};
 
 PathSet estimate(const std::vector<Complex>& samples, const RangingOptions& how,
                  std::size_t samplesPerRow) {
@@ -88,7 +51,7 @@ TEST(MaximumLikelihood, IsTheDefault) {
 TEST(MaximumLikelihood, EachPathHasDistanceAmplitudePowerAndDeviation) {
   const std::vector<int> tones = range(0, 63);
   const double noisePower = 3e-3;
-  const auto found = estimate(measure(easyThree, tones, noisePower, 1), likelihood(), 64);
+  const auto found = estimate(measureTones(easyThree, tones, noisePower, 1), likelihood(), 64);
   ASSERT_EQ(found[0].size(), 3U);
   EXPECT_EQ(found[0].info().NumSignals, 3);
   EXPECT_EQ(found[0].info().Result, Outcome::Found);
@@ -101,7 +64,7 @@ TEST(MaximumLikelihood, EachPathHasDistanceAmplitudePowerAndDeviation) {
     EXPECT_NEAR(path.Distance_m, easyThree[p].distance_m, 5 * path.Deviation_m);
     EXPECT_LT(path.Deviation_m, 0.1);
     EXPECT_GT(path.Deviation_m, 0.001);
-    EXPECT_EQ(path.Delay_s, path.Distance_m / c_mps);
+    EXPECT_EQ(path.Delay_s, path.Distance_m / speedOfLight_mps);
     const Complex truth = std::polar(easyThree[p].amplitude, easyThree[p].phase_rad);
     EXPECT_LT(std::abs(path.Amplitude - truth), 0.1);
     EXPECT_NEAR(path.Peak_dB, 20.0 * std::log10(std::abs(path.Amplitude)), 1e-4);
@@ -117,7 +80,8 @@ TEST(MaximumLikelihood, EachPathHasDistanceAmplitudePowerAndDeviation) {
 
 // EXACT: what one method cannot know is NaN, also where columns are read.
 TEST(MaximumLikelihood, MusicSaysNaNForWhatItDoesNotKnow) {
-  const auto found = estimate(measure(easyThree, range(0, 63), 1e-3, 1), support::options(), 64);
+  const auto found =
+      estimate(measureTones(easyThree, range(0, 63), 1e-3, 1), support::options(), 64);
   ASSERT_EQ(found[0].size(), 3U);
   for (const Path path : found[0]) {
     for (const double unknown : {path.Deviation_m, path.Amplitude.real(), path.Amplitude.imag(),
@@ -138,7 +102,7 @@ TEST(MaximumLikelihood, MusicSaysNaNForWhatItDoesNotKnow) {
 // BOUND: the fit of the same samples from MUSIC's paths, whose distances are in single precision: the
 // last step of the refinement differs.
 TEST(MaximumLikelihood, TheAnswerIsTheFitThatStartsFromMusic) {
-  auto samples = measure(easyThree, range(0, 63), 1e-2, 3);
+  auto samples = measureTones(easyThree, range(0, 63), 1e-2, 3);
   double largest = 0.0;
   for (Complex& z : samples) {
     z *= 0.5;
@@ -156,12 +120,12 @@ TEST(MaximumLikelihood, TheAnswerIsTheFitThatStartsFromMusic) {
   }
   std::vector<double> start;
   for (const double distance_m : music.distances_m()) {
-    start.push_back(distance_m * spacing_Hz / c_mps);
+    start.push_back(distance_m * spacing_Hz / speedOfLight_mps);
   }
   flightpath::LikelihoodFit fit(range(0, 63), {}, {});
   fit.fit(re, im, start);
   ASSERT_EQ(found[0].size(), fit.paths().size());
-  const double range_m = c_mps / spacing_Hz;
+  const double range_m = speedOfLight_mps / spacing_Hz;
   for (std::size_t p = 0; p < fit.paths().size(); ++p) {
     EXPECT_NEAR(found[0][p].Distance_m, fit.paths()[p].frequency * range_m,
                 1e-4 * found[0][p].Deviation_m);
@@ -176,7 +140,7 @@ TEST(MaximumLikelihood, OverGapsTheFitStartsFromNothing) {
   const std::vector<int> gaps = flightpath::tonesOf(flightpath::TonePreset::HT20);
   for (const int rows : {1, 2}) {
     const std::vector<int> tones = rows == 1 ? gaps : range(0, 55);
-    const auto samples = measure(easyThree, tones, 1e-2, 13, rows);
+    const auto samples = measureTones(easyThree, tones, 1e-2, 13, rows);
     std::vector<double> re;
     std::vector<double> im;
     double largest = 0.0;
@@ -197,14 +161,14 @@ TEST(MaximumLikelihood, OverGapsTheFitStartsFromNothing) {
     fit.fit(re, im, {});
     ASSERT_EQ(found[0].size(), fit.paths().size());
     for (std::size_t p = 0; p < fit.paths().size(); ++p) {
-      EXPECT_EQ(found[0][p].Distance_m, fit.paths()[p].frequency * (c_mps / spacing_Hz));
+      EXPECT_EQ(found[0][p].Distance_m, fit.paths()[p].frequency * (speedOfLight_mps / spacing_Hz));
     }
   }
 }
 
 // EXACT: a power of two in the samples' unit is one in the answers'.
 TEST(MaximumLikelihood, TheUnitOfTheSamplesIsThatOfTheAnswers) {
-  const auto samples = measure(easyThree, range(0, 63), 1e-2, 4, 2);
+  const auto samples = measureTones(easyThree, range(0, 63), 1e-2, 4, 2);
   RangingOptions how = likelihood();
   how.SnapshotsPerEstimate = 2;
   const auto reference = estimate(samples, how, 64);
@@ -235,7 +199,7 @@ TEST(MaximumLikelihood, TheUnitOfTheSamplesIsThatOfTheAnswers) {
 
 // MODEL: the smallest numbers that there are have no inverse; 30 dB.
 TEST(MaximumLikelihood, SubnormalSamplesAreFitted) {
-  auto samples = measure({{100.0, 1.0, 0.0}}, range(0, 31), 1e-3, 5);
+  auto samples = measureTones({{100.0, 1.0, 0.0}}, range(0, 31), 1e-3, 5);
   for (Complex& z : samples) {
     z *= 1e-310;
   }
@@ -248,7 +212,7 @@ TEST(MaximumLikelihood, SubnormalSamplesAreFitted) {
 TEST(MaximumLikelihood, WhatHasNoAnswerSaysWhy) {
   constexpr double nan = std::numeric_limits<double>::quiet_NaN();
   constexpr double inf = std::numeric_limits<double>::infinity();
-  const auto good = measure(easyThree, range(0, 63), 1e-2, 6);
+  const auto good = measureTones(easyThree, range(0, 63), 1e-2, 6);
   for (const auto& forced : {std::optional<std::uint32_t>(), std::optional<std::uint32_t>(3)}) {
     Ranger ranger(64, likelihood(forced));
     const auto expected = everythingIn(ranger.estimate(good));
@@ -279,7 +243,7 @@ TEST(MaximumLikelihood, FewTonesHaveStatedResults) {
   };
   for (const Row& row : {Row{1, 1, 0}, Row{2, 1, 1}, Row{2, 5, 1}, Row{3, 2, 1}, Row{3, 65535, 1},
                          Row{4, 9, 2}, Row{64, 65535, 42}}) {
-    const auto samples = measure(easyThree, range(0, static_cast<int>(row.N) - 1), 0.1, 7);
+    const auto samples = measureTones(easyThree, range(0, static_cast<int>(row.N) - 1), 0.1, 7);
     const auto found = estimate(samples, likelihood(row.forced), row.N);
     EXPECT_EQ(found[0].size(), row.expected) << row.N << ", " << row.forced;
     EXPECT_EQ(found[0].info().NumSignals, static_cast<std::int32_t>(row.expected));
@@ -289,7 +253,7 @@ TEST(MaximumLikelihood, FewTonesHaveStatedResults) {
   EXPECT_EQ(one[0].info().Result, Outcome::NoSignal);
   EXPECT_EQ(one[0].info().NoisePower, 25.0);
   for (const std::uint32_t N : {2U, 3U}) {
-    const auto noisy = measure({}, range(0, static_cast<int>(N) - 1), 1.0, 8);
+    const auto noisy = measureTones({}, range(0, static_cast<int>(N) - 1), 1.0, 8);
     const auto found = estimate(noisy, likelihood(), N);
     EXPECT_TRUE(found[0].empty()) << N;
   }
@@ -299,9 +263,9 @@ TEST(MaximumLikelihood, FewTonesHaveStatedResults) {
 TEST(MaximumLikelihood, CovariancesStandWithTheirEstimates) {
   std::vector<Complex> batch;
   for (const std::size_t count : {0U, 2U, 3U, 1U}) {
-    const std::vector<TruePath> paths(easyThree.begin(),
+    const std::vector<TonePath> paths(easyThree.begin(),
                                       easyThree.begin() + static_cast<std::ptrdiff_t>(count));
-    const auto row = measure(paths, range(0, 63), 1e-3, 9);
+    const auto row = measureTones(paths, range(0, 63), 1e-3, 9);
     batch.insert(batch.end(), row.begin(), row.end());
   }
   const auto found = estimate(batch, likelihood(), 64);
@@ -326,8 +290,8 @@ TEST(MaximumLikelihood, CovariancesStandWithTheirEstimates) {
 TEST(MaximumLikelihood, AnswersDependOnTheirOwnRowsAlone) {
   std::vector<Complex> batch;
   for (unsigned i = 0; i < 12; ++i) {
-    const std::vector<TruePath> paths(easyThree.begin(), easyThree.begin() + i % 4);
-    const auto row = measure(paths, range(0, 63), i % 3 == 0 ? 1e-3 : 0.1, i);
+    const std::vector<TonePath> paths(easyThree.begin(), easyThree.begin() + i % 4);
+    const auto row = measureTones(paths, range(0, 63), i % 3 == 0 ? 1e-3 : 0.1, i);
     batch.insert(batch.end(), row.begin(), row.end());
   }
   RangingOptions how = likelihood();
@@ -355,7 +319,7 @@ TEST(MaximumLikelihood, AnswersDependOnTheirOwnRowsAlone) {
 
 // MODEL: 25 dB; rows of 64 that share their paths: an amplitude per row, smaller deviations.
 TEST(MaximumLikelihood, RowsThatShareTheirPathsKeepTheirAmplitudes) {
-  const auto samples = measure(easyThree, range(0, 63), 3e-3, 10, 8);
+  const auto samples = measureTones(easyThree, range(0, 63), 3e-3, 10, 8);
   RangingOptions how = likelihood();
   const auto alone = estimate(samples, how, 64);
   const double alone_m = alone[0][0].Deviation_m;
@@ -381,7 +345,7 @@ TEST(MaximumLikelihood, RowsThatShareTheirPathsKeepTheirAmplitudes) {
 // MODEL: an interval at a level of one deviation is about one deviation to either side, at a higher level
 // more.
 TEST(MaximumLikelihood, IntervalsComeOnRequest) {
-  const auto samples = measure(easyThree, range(0, 63), 3e-3, 11);
+  const auto samples = measureTones(easyThree, range(0, 63), 3e-3, 11);
   double before = 0.0;
   for (const double level : {0.6827, 0.9545}) {
     RangingOptions how = likelihood();
@@ -400,7 +364,7 @@ TEST(MaximumLikelihood, IntervalsComeOnRequest) {
 // MODEL: a line 30 dB over the noise with an echo 28 dB below: an error of the model of -20 dB explains
 // that, in dB of power.
 TEST(MaximumLikelihood, ModelErrorIsInDecibelsOfPower) {
-  const auto samples = measure({{30.0, 1.0, 0.0}, {200.0, 0.04, 1.0}}, range(0, 63), 1e-6, 12);
+  const auto samples = measureTones({{30.0, 1.0, 0.0}, {200.0, 0.04, 1.0}}, range(0, 63), 1e-6, 12);
   for (const auto& [modelError_dB, expected] :
        {std::pair(-60.0, 2U), std::pair(-32.0, 2U), std::pair(-20.0, 1U)}) {
     RangingOptions how = likelihood();
@@ -414,7 +378,7 @@ TEST(MaximumLikelihood, ModelErrorIsInDecibelsOfPower) {
 TEST(MaximumLikelihood, FalseAlarmIsTheShareOfNoiseThatBecomesAPath) {
   std::vector<Complex> batch;
   for (unsigned i = 0; i < 400; ++i) {
-    const auto row = measure({}, range(0, 63), 1.0, 100 + i);
+    const auto row = measureTones({}, range(0, 63), 1.0, 100 + i);
     batch.insert(batch.end(), row.begin(), row.end());
   }
   RangingOptions how = likelihood();
@@ -434,8 +398,8 @@ TEST(MaximumLikelihood, WeightsAreTakenPerTone) {
   std::vector<double> weights(64, 1.0);
   double squares[2] = {};
   for (unsigned seed = 0; seed < 50; ++seed) {
-    auto samples = measure({{50.0, 1.0, 0.2}}, tones, 1e-2, 200 + seed);
-    const auto strong = measure({}, tones, 1.0, 300 + seed);
+    auto samples = measureTones({{50.0, 1.0, 0.2}}, tones, 1e-2, 200 + seed);
+    const auto strong = measureTones({}, tones, 1.0, 300 + seed);
     for (std::size_t k = 0; k < 64; k += 3) {
       samples[k] += strong[k];
       weights[k] = 0.01;

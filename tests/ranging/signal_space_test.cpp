@@ -11,47 +11,13 @@
 #include <vector>
 
 #include "tests/ranging/full_decomposition.h"
+#include "tests/support/spectra.h"
 
 using flightpath::SignalSpace;
 using flightpath::SignalSpaceTuning;
+using support::withSpectrum;
 
 namespace {
-
-/// Q diag(values) Q^T, Q the product of a few random reflections.
-std::vector<double> withSpectrum(const std::vector<double>& values, unsigned seed) {
-  const std::size_t n = values.size();
-  std::mt19937_64 random(seed);
-  std::normal_distribution<double> normal;
-  std::vector<double> A(n * n);
-  for (std::size_t i = 0; i < n; ++i) {
-    A[i * n + i] = values[i];
-  }
-  for (int round = 0; round < 4; ++round) {
-    std::vector<double> u(n);
-    std::ranges::generate(u, [&] { return normal(random); });
-    double energy = 0.0;
-    for (const double value : u) {
-      energy += value * value;
-    }
-    std::vector<double> w(n);  // A u
-    double quadratic = 0.0;    // u^T A u
-    for (std::size_t j = 0; j < n; ++j) {
-      for (std::size_t i = 0; i < n; ++i) {
-        w[i] += A[j * n + i] * u[j];
-      }
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      quadratic += u[i] * w[i];
-    }
-    for (std::size_t j = 0; j < n; ++j) {
-      for (std::size_t i = 0; i < n; ++i) {
-        A[j * n + i] -= 2.0 / energy * (u[i] * w[j] + w[i] * u[j]) -
-                        4.0 * quadratic / energy / energy * u[i] * u[j];
-      }
-    }
-  }
-  return A;
-}
 
 /// |C v - theta v| over theta
 double relativeResidual(const std::vector<double>& A, std::span<const double> v, double value) {

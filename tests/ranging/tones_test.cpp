@@ -6,9 +6,7 @@
 #include <complex>
 #include <cstdint>
 #include <limits>
-#include <numbers>
 #include <optional>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,6 +16,7 @@
 #include "tests/support/columns.h"
 #include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/tone_samples.h"
 
 using flightpath::Path;
 using flightpath::PathSet;
@@ -28,31 +27,22 @@ using support::everythingIn;
 using support::likelihood;
 using support::range;
 using support::spacing_Hz;
+using support::speedOfLight_mps;
 
 namespace {
 
 using Complex = std::complex<double>;
 
-constexpr double c_mps = 299792458.0;
-
 /// Paths of 1, 0.7, 0.49 ... at these distances, 30 dB.
 std::vector<Complex> measure(const std::vector<double>& distances_m, const std::vector<int>& tones,
                              unsigned seed) {
-  std::mt19937_64 random(seed);
-  std::normal_distribution<double> noise(0.0, std::sqrt(0.5e-3));
-  std::vector<Complex> samples;
-  for (const int t : tones) {
-    const double re = noise(random);
-    Complex sample(re, noise(random));
-    double amplitude = 1.0;
-    for (const double distance_m : distances_m) {
-      const double turns = distance_m / c_mps * spacing_Hz * t;
-      sample += std::polar(amplitude, 3.0 * amplitude - 2.0 * std::numbers::pi * turns);
-      amplitude *= 0.7;
-    }
-    samples.push_back(sample);
+  std::vector<support::TonePath> paths;
+  double amplitude = 1.0;
+  for (const double distance_m : distances_m) {
+    paths.push_back({distance_m, amplitude, 3.0 * amplitude});
+    amplitude *= 0.7;
   }
-  return samples;
+  return support::measureTones(paths, tones, 1e-3, seed);
 }
 
 RangingOptions over(const std::vector<int>& tones, RangingOptions how = likelihood()) {
@@ -144,7 +134,7 @@ TEST(Tones, TheContextSpeaksOfTheTonesThatAreMeasured) {
         .estimate(std::vector<Complex>(tones.size()))
         .context();
   };
-  const double range_m = c_mps / spacing_Hz;
+  const double range_m = speedOfLight_mps / spacing_Hz;
   EXPECT_EQ(context({0, 1, 5}).UnambiguousRange_m, range_m);
   EXPECT_EQ(context({0, 1, 5}).ResolutionCell_m, range_m / 6);
   EXPECT_DOUBLE_EQ(context({-6, 0, 9}).UnambiguousRange_m, range_m / 3);
@@ -157,7 +147,7 @@ TEST(Tones, TheContextSpeaksOfTheTonesThatAreMeasured) {
 // MODEL: 30 dB; answers are the aliases within the window, in metres.
 TEST(Tones, AWindowChoosesAmongAliases) {
   const auto samples = measure({100.0, 300.0}, range(0, 63), 4);
-  const double period_m = c_mps / spacing_Hz;
+  const double period_m = speedOfLight_mps / spacing_Hz;
   struct Row {
     std::optional<double> earliest_m, latest_m;
     std::vector<double> expected_m;
@@ -190,7 +180,7 @@ TEST(Tones, AWindowChoosesAmongAliases) {
 TEST(Tones, AWindowIsInMetresAlsoWithAStride) {
   const std::vector<int> tones = range(0, 252, 4);
   const auto samples = measure({100.0, 150.0}, tones, 5);
-  const double period_m = c_mps / spacing_Hz / 4;
+  const double period_m = speedOfLight_mps / spacing_Hz / 4;
   for (const double aliases : {0.0, 1.0, 3.0}) {
     RangingOptions how = over(tones);
     how.EarliestDistance = 50.0 + aliases * period_m;

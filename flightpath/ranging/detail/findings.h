@@ -9,6 +9,7 @@ namespace flightpath {
 
 /// What a batch of estimates found, one after the other, in the order of the columns of a `PathSet`.
 ///
+/// paths           without their amplitudes
 /// amplitudes      per path, one per row
 /// covariances_m2  per estimate, K x K
 struct Findings {

@@ -130,7 +130,6 @@ Path MeasurementRanger::pathOfFit(std::size_t p) {
   const double power_dB = decibels(found.power) - 2.0 * decibels(samples_.scale());
   Path path = pathAt(found.frequency * range_m, static_cast<float>(power_dB));
   path.Deviation_m = found.deviation * range_m;
-  path.Amplitude = fit_->amplitude(static_cast<int>(p), 0) / samples_.scale();
   path.SNR_dB = decibels(found.power / fit_->report().noisePower);
   if (intervalLevel_) {
     const DelayInterval interval = fit_->interval(static_cast<int>(p), *intervalLevel_);
