@@ -13,6 +13,7 @@
 #include "flightpath/rules/peak_threshold.h"
 #include "flightpath/rules/search_grids.h"
 #include "flightpath/runtime/detail/view.h"
+#include "flightpath/runtime/detail/wide_vectors.h"
 #include "flightpath/spectrum/detail/decibels.h"
 #include "flightpath/spectrum/detail/fft_axis.h"
 #include "flightpath/spectrum/detail/fftw_calls.h"
@@ -49,6 +50,17 @@ float spectrumThreshold(std::span<const float> y) {
   return static_cast<float>(peakThreshold(mean, std::sqrt(squares / (n - 1.0))));
 }
 
+/// The inverse of the noise energy M - captured, in dB. What rounding leaves of one that vanishes keeps the
+/// spectrum finite.
+FLIGHTPATH_WIDE_VECTORS void pseudoSpectrum(float M, const float* captured, int n,
+                                            float* spectrum) {
+  const float least = std::numeric_limits<float>::epsilon() * M;
+  for (int i = 0; i < n; ++i) {
+    const float energy = std::fabs(M - captured[i]);
+    spectrum[i] = -fastDecibels(energy > least ? energy : least);
+  }
+}
+
 }  // namespace
 
 PathSearch::PathSearch(int L, Resolutions resolutions)
@@ -78,17 +90,10 @@ void PathSearch::search(int maxPaths, std::vector<FoundPath>& paths) {
 void PathSearch::evaluateCoarse() {
   polynomial_.toSpectrum(elements(half_));
   fftw::executeRealInverse(plan_, half_.data, energies_.data);
-  // What rounding leaves of a noise energy that vanishes keeps the spectrum finite.
   const auto M = static_cast<float>(L_);
-  const float least = std::numeric_limits<float>::epsilon() * M;
-  const auto decibels = [M, least](float captured) {
-    const float energy = std::fabs(M - captured);
-    return -fastDecibels(energy > least ? energy : least);
-  };
   const int middle = energies_.numel / 2;
-  std::transform(energies_.begin(), energies_.begin() + middle, spectrum_.begin() + middle,
-                 decibels);
-  std::transform(energies_.begin() + middle, energies_.end(), spectrum_.begin(), decibels);
+  pseudoSpectrum(M, energies_.data, middle, spectrum_.data + middle);
+  pseudoSpectrum(M, energies_.data + middle, middle, spectrum_.data);
 }
 
 /// The best of the fine grid around a coarse peak: the first candidate of the smallest noise energy.

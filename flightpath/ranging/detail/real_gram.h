@@ -45,10 +45,11 @@ class RealGram final : public RealForm {
   int N_;
   int L_;
   int K_;
-  std::vector<double> xr_, xi_;  // samples
-  std::vector<double> Pr_, Pi_;  // K x K row-major, columns j >= i of row i
-  std::vector<double> Sr_, Si_;  // K x K row-major
-  std::vector<double> C_;        // 2K x 2K
+  std::vector<double> xr_, xi_;          // samples
+  std::vector<double> Pr_, Pi_;          // K x K row-major, columns j >= i of row i
+  std::vector<double> Sr_, Si_;          // K x K row-major
+  std::vector<double> lastRe_, lastIm_;  // the last column of S, but for row 0
+  std::vector<double> C_;                // 2K x 2K
 };
 
 }  // namespace flightpath

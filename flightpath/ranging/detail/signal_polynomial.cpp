@@ -6,6 +6,7 @@
 #include <limits>
 #include <numbers>
 
+#include "flightpath/runtime/detail/wide_vectors.h"
 #include "flightpath/toolbox/detail/small_matrices.h"
 
 namespace flightpath {
@@ -20,6 +21,21 @@ std::size_t taylorTerms(double largest) {
     rest *= largest / static_cast<double>(terms);
   }
   return terms;
+}
+
+/// r(d) += e(m + d) conj(e(m)) for all m: for a fixed m the lags stand side by side.
+FLIGHTPATH_WIDE_VECTORS void addLaggedProducts(const double* re, const double* im, std::size_t L,
+                                               double* lagRe, double* lagIm) {
+  for (std::size_t m = 0; m < L; ++m) {
+    const double a = re[m];
+    const double b = im[m];
+    const double* const x = re + m;
+    const double* const y = im + m;
+    for (std::size_t d = 0; d < L - m; ++d) {
+      lagRe[d] += x[d] * a + y[d] * b;
+      lagIm[d] += y[d] * a - x[d] * b;
+    }
+  }
 }
 
 }  // namespace
@@ -53,18 +69,7 @@ void SignalPolynomial::clear() {
 }
 
 void SignalPolynomial::add(std::span<const double> re, std::span<const double> im) {
-  const std::size_t L = re_.size();
-  // r(d) += e(m + d) conj(e(m)): for a fixed m the lags stand side by side.
-  for (std::size_t m = 0; m < L; ++m) {
-    const double a = re[m];
-    const double b = im[m];
-    const double* const x = re.data() + m;
-    const double* const y = im.data() + m;
-    for (std::size_t d = 0; d < L - m; ++d) {
-      re_[d] += x[d] * a + y[d] * b;
-      im_[d] += y[d] * a - x[d] * b;
-    }
-  }
+  addLaggedProducts(re.data(), im.data(), re_.size(), re_.data(), im_.data());
 }
 
 void SignalPolynomial::toSpectrum(std::span<creal32_T> half) const {

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <utility>
+
+#include "flightpath/runtime/detail/wide_vectors.h"
 
 namespace flightpath::plain {
 namespace {
@@ -16,24 +19,61 @@ std::size_t at(int row, int column, int rows) {
          static_cast<std::size_t>(row);
 }
 
-/// C(:, j) := A B(:, j), four columns of A at a time.
-void multiplyVector(int m, int k, const double* A, const double* b, double* c) {
-  std::fill_n(c, m, 0.0);
+// A function of its own would be compiled for the narrow registers alone.
+#define FLIGHTPATH_INLINE __attribute__((always_inline)) inline
+
+using FourRows = double __attribute__((vector_size(32)));
+
+template <class Rows>
+FLIGHTPATH_INLINE Rows load(const double* from) {
+  Rows rows;
+  std::memcpy(&rows, from, sizeof(Rows));
+  return rows;
+}
+
+/// `count` Rows of C := A B for `columns` columns of B, four columns of A at a time. The sums stay in
+/// registers, and what is read of A serves all columns.
+template <class Rows, int count, int columns>
+FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double* B, double* C) {
+  constexpr int step = static_cast<int>(sizeof(Rows) / sizeof(double));
+  Rows sums[columns][count] = {};
   int l = 0;
   for (; l + 4 <= k; l += 4) {
-    const double* const a0 = A + at(0, l, m);
-    const double* const a1 = a0 + m;
-    const double* const a2 = a1 + m;
-    const double* const a3 = a2 + m;
-    for (int i = 0; i < m; ++i) {
-      c[i] += (a0[i] * b[l] + a1[i] * b[l + 1]) + (a2[i] * b[l + 2] + a3[i] * b[l + 3]);
+    for (int r = 0; r < count; ++r) {
+      const double* const a = A + at(r * step, l, m);
+      const Rows a0 = load<Rows>(a);
+      const Rows a1 = load<Rows>(a + m);
+      const Rows a2 = load<Rows>(a + 2 * m);
+      const Rows a3 = load<Rows>(a + 3 * m);
+      for (int j = 0; j < columns; ++j) {
+        const double* const b = B + at(l, j, k);
+        sums[j][r] += (a0 * b[0] + a1 * b[1]) + (a2 * b[2] + a3 * b[3]);
+      }
     }
   }
   for (; l < k; ++l) {
-    const double* const a = A + at(0, l, m);
-    for (int i = 0; i < m; ++i) {
-      c[i] += a[i] * b[l];
+    for (int r = 0; r < count; ++r) {
+      const Rows a = load<Rows>(A + at(r * step, l, m));
+      for (int j = 0; j < columns; ++j) {
+        sums[j][r] += a * B[at(l, j, k)];
+      }
     }
+  }
+  for (int j = 0; j < columns; ++j) {
+    std::memcpy(C + at(0, j, m), sums[j], sizeof(sums[j]));
+  }
+}
+
+/// These rows of all columns.
+template <class Rows, int count>
+FLIGHTPATH_INLINE void multiplyRows(int m, int n, int k, const double* A, const double* B,
+                                    double* C) {
+  int j = 0;
+  for (; j + 3 <= n; j += 3) {
+    multiplyStrip<Rows, count, 3>(m, k, A, B + at(0, j, k), C + at(0, j, m));
+  }
+  for (; j < n; ++j) {
+    multiplyStrip<Rows, count, 1>(m, k, A, B + at(0, j, k), C + at(0, j, m));
   }
 }
 
@@ -102,9 +142,14 @@ double dot(const double* a, const double* b, int n) {
   return (s0 + s1) + (s2 + s3);
 }
 
-void multiply(int m, int n, int k, const double* A, const double* B, double* C) {
-  for (int j = 0; j < n; ++j) {
-    multiplyVector(m, k, A, B + at(0, j, k), C + at(0, j, m));
+FLIGHTPATH_WIDE_VECTORS void multiply(int m, int n, int k, const double* A, const double* B,
+                                      double* C) {
+  int i = 0;
+  for (; i + 8 <= m; i += 8) {
+    multiplyRows<FourRows, 2>(m, n, k, A + i, B, C + i);
+  }
+  for (; i < m; ++i) {
+    multiplyRows<double, 1>(m, n, k, A + i, B, C + i);
   }
 }
 
