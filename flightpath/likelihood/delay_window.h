@@ -48,4 +48,10 @@ class DelayWindow {
   double width_ = 1.0;
 };
 
+/// The window from `first` to `last`, or the period that one of them begins or ends where the other is
+/// infinite; the period centred on zero where both are.
+///
+/// Errors: std::invalid_argument where they enclose nothing.
+DelayWindow delayWindow(double first, double last);
+
 }  // namespace flightpath

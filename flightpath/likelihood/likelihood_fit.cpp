@@ -38,21 +38,8 @@ const LikelihoodSettings& checked(const LikelihoodSettings& settings) {
 }
 
 DelayWindow window(const LikelihoodSettings& settings, int stride) {
-  if (!settings.earliest && !settings.latest) {
-    return {};
-  }
-  const double first = settings.earliest.value_or(-infinity) * stride;
-  const double last = settings.latest.value_or(infinity) * stride;
-  if (std::isfinite(first) && std::isfinite(last) && first < last) {
-    return {first, last - first};
-  }
-  if (std::isfinite(first) && last == infinity) {
-    return {first, 1.0};
-  }
-  if (first == -infinity && std::isfinite(last)) {
-    return {last - 1.0, 1.0};
-  }
-  throw std::invalid_argument("Ranger: EarliestDistance and LatestDistance enclose nothing");
+  return delayWindow(settings.earliest.value_or(-infinity) * stride,
+                     settings.latest.value_or(infinity) * stride);
 }
 
 /// What a path's amplitude takes up where its delay is moved by n periods: with c = t - mean,

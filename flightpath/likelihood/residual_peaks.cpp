@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <new>
-#include <numeric>
 
-#include "flightpath/spectrum/detail/fftw_calls.h"
+#include "flightpath/likelihood/periodogram_structure.h"
 
 namespace flightpath {
 namespace {
@@ -22,50 +20,19 @@ constexpr float leastShare = 1e-3F;
 constexpr double highSidelobe = 0.3;
 constexpr std::size_t mostPeaks = 4;
 
-coder::internal::fft::fftw::PlanSpec transform(std::size_t n, const creal32_T* in,
-                                               const creal32_T* out) {
-  coder::internal::fft::fftw::PlanSpec spec;
-  spec.rank = 1;
-  spec.howmanyRank = 1;
-  spec.sign = fftw::forward;
-  spec.flags = fftw::estimatePreservingInput;
-  spec.inputAlignment = fftw::alignmentOf(in);
-  spec.outputAlignment = fftw::alignmentOf(out);
-  spec.dims.data[0] = {static_cast<std::int32_t>(n), 1, 1};
-  spec.howmanyDims.data[0] = {1, 1, 1};
-  return spec;
-}
-
-/// The median of the mean of M unit exponentials, by Wilson and Hilferty's cube; exact for one.
-double medianOfMean(int M) {
-  const double root = 1.0 - 1.0 / (9.0 * M);
-  return M == 1 ? std::log(2.0) : root * root * root;
-}
-
 }  // namespace
-
-ResidualPeaks::Plan::Plan(std::vector<creal32_T>& in, std::vector<creal32_T>& out)
-    : handle(fftw::plan(transform(in.size(), in.data(), out.data()), in.data(), out.data())) {
-  if (handle == nullptr) {
-    throw std::bad_alloc();
-  }
-}
-
-ResidualPeaks::Plan::~Plan() { fftw::destroy(handle); }
 
 ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const DelayWindow& window)
     : tones_(tones),
       numRows_(numRows),
       window_(window),
-      in_(std::max(shortestTransform,
-                   std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
-      out_(in_.size()),
-      plan_(in_, out_),
-      powers_(in_.size()),
-      explained_(in_.size()),
-      falls_(in_.size()),
-      sorted_(in_.size()),
-      inWindow_(in_.size()),
+      transform_(std::max(shortestTransform,
+                          std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
+      powers_(transform_.size()),
+      explained_(transform_.size()),
+      falls_(transform_.size()),
+      sorted_(transform_.size()),
+      inWindow_(transform_.size()),
       basis_(mostPaths, tones.count()) {
   peaks_.reserve(mostPeaks + 1);
   findPointsInWindow();
@@ -74,7 +41,7 @@ ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const D
 
 /// The transform's sum over exp(-i 2 pi j k / n) is s^H at minus j / n.
 double ResidualPeaks::frequency(std::size_t point) const {
-  return window_.wrap(-static_cast<double>(point) / static_cast<double>(in_.size()));
+  return window_.wrap(-static_cast<double>(point) / static_cast<double>(transform_.size()));
 }
 
 /// A window that lies between two points has the nearer one to its middle: what it holds is the flank
@@ -84,7 +51,7 @@ void ResidualPeaks::findPointsInWindow() {
   std::size_t nearest = 0;
   double least = 1.0;
   bool any = false;
-  for (std::size_t i = 0; i < in_.size(); ++i) {
+  for (std::size_t i = 0; i < transform_.size(); ++i) {
     const double f = frequency(i);
     inWindow_[i] = window_.contains(f) ? 1 : 0;
     any |= inWindow_[i] != 0;
@@ -103,13 +70,15 @@ void ResidualPeaks::findPointsInWindow() {
 void ResidualPeaks::addSpectrum(SplitVector vector, std::vector<float>& powers) {
   const std::span<const int> positions = tones_.positions();
   const std::span<const double> roots = tones_.rootsOfWeights();
+  std::vector<creal32_T>& in = transform_.in();
   for (std::size_t k = 0; k < positions.size(); ++k) {
-    in_[static_cast<std::size_t>(positions[k])] = {static_cast<float>(roots[k] * vector.re[k]),
-                                                   static_cast<float>(roots[k] * vector.im[k])};
+    in[static_cast<std::size_t>(positions[k])] = {static_cast<float>(roots[k] * vector.re[k]),
+                                                  static_cast<float>(roots[k] * vector.im[k])};
   }
-  fftw::execute(plan_.handle, in_.data(), out_.data());
+  transform_.run();
+  const std::vector<creal32_T>& out = transform_.out();
   for (std::size_t i = 0; i < powers.size(); ++i) {
-    powers[i] += out_[i].re * out_[i].re + out_[i].im * out_[i].im;
+    powers[i] += out[i].re * out[i].re + out[i].im * out[i].im;
   }
 }
 
@@ -185,13 +154,6 @@ void ResidualPeaks::insert(std::size_t point, float fall) {
   peaks_.resize(std::min(peaks_.size(), most));
 }
 
-double ResidualPeaks::structure() {
-  std::ranges::copy(powers_, sorted_.begin());
-  const auto middle = sorted_.begin() + static_cast<std::ptrdiff_t>(sorted_.size() / 2);
-  std::ranges::nth_element(sorted_, middle);
-  const double mean =
-      std::accumulate(powers_.begin(), powers_.end(), 0.0) / static_cast<double>(powers_.size());
-  return mean * medianOfMean(numRows_) / *middle;
-}
+double ResidualPeaks::structure() { return structureOf(powers_, numRows_, sorted_); }
 
 }  // namespace flightpath

@@ -5,8 +5,7 @@
 
 #include "flightpath/likelihood/delay_window.h"
 #include "flightpath/likelihood/path_fit.h"
-#include "flightpath/runtime/complex.h"
-#include "flightpath/spectrum/plan_cache.h"
+#include "flightpath/spectrum/detail/forward_transform.h"
 
 namespace flightpath {
 
@@ -45,16 +44,6 @@ class ResidualPeaks {
   bool hasHighSidelobes() const { return !sidelobes_.empty(); }
 
  private:
-  /// A plan that is not lost where the constructor gets no memory behind it.
-  struct Plan {
-    Plan(std::vector<creal32_T>& in, std::vector<creal32_T>& out);
-    ~Plan();
-    Plan(const Plan&) = delete;
-    Plan& operator=(const Plan&) = delete;
-
-    fftwf_plan handle;
-  };
-
   void orthonormalise(const PathFit& fit);
   void addSpectrum(SplitVector vector, std::vector<float>& powers);
   void findPointsInWindow();
@@ -65,8 +54,7 @@ class ResidualPeaks {
   ToneSet& tones_;
   int numRows_;
   DelayWindow window_;
-  std::vector<creal32_T> in_, out_;
-  Plan plan_;
+  ForwardTransform transform_;
   std::vector<float> powers_;     // numerator
   std::vector<float> explained_;  // |Q^H s|^2
   std::vector<float> falls_;

@@ -7,6 +7,12 @@
 
 namespace flightpath {
 
+/// The parts of a complex vector that is written.
+struct SplitTarget {
+  double* re;
+  double* im;
+};
+
 /// Complex vectors of one length, one per row.
 struct SplitRows {
   SplitRows(int numRows, int rowLength)
@@ -19,6 +25,7 @@ struct SplitRows {
     return static_cast<std::size_t>(row) * static_cast<std::size_t>(length);
   }
   SplitVector row(int i) const { return {re.data() + start(i), im.data() + start(i)}; }
+  SplitTarget target(int i) { return {re.data() + start(i), im.data() + start(i)}; }
 
   int count;
   int length;

@@ -17,13 +17,13 @@ constexpr int groupSize = 16;
 constexpr std::int64_t longestExtent = 1 << 20;
 
 [[noreturn]] void refuse(const char* what, std::size_t position) {
-  throw std::invalid_argument("Ranger: Tones: " + std::string(what) + " at position " +
+  throw std::invalid_argument("Tones: " + std::string(what) + " at position " +
                               std::to_string(position));
 }
 
 void check(std::span<const int> tones, std::span<const double> weights) {
   if (tones.empty()) {
-    throw std::invalid_argument("Ranger: Tones: there are none");
+    throw std::invalid_argument("Tones: there are none");
   }
   for (std::size_t k = 1; k < tones.size(); ++k) {
     if (tones[k] <= tones[k - 1]) {
@@ -31,11 +31,11 @@ void check(std::span<const int> tones, std::span<const double> weights) {
     }
   }
   if (!weights.empty() && weights.size() != tones.size()) {
-    throw std::invalid_argument("Ranger: Weights: there is not one per tone");
+    throw std::invalid_argument("Weights: there is not one per tone");
   }
   for (std::size_t k = 0; k < weights.size(); ++k) {
     if (!(weights[k] > 0.0) || !std::isfinite(weights[k])) {
-      throw std::invalid_argument("Ranger: Weights: not a finite number above 0 at position " +
+      throw std::invalid_argument("Weights: not a finite number above 0 at position " +
                                   std::to_string(k));
     }
   }
@@ -67,11 +67,10 @@ ToneSet::ToneSet(std::span<const int> tones, std::span<const double> weights) {
 void ToneSet::place(std::span<const int> tones) {
   const std::int64_t stride = commonStride(tones);
   if ((std::int64_t{tones.back()} - tones.front()) / stride >= longestExtent) {
-    throw std::invalid_argument(
-        "Ranger: Tones: the first and the last lie more than 2^20 strides apart");
+    throw std::invalid_argument("Tones: the first and the last lie more than 2^20 strides apart");
   }
   if (stride > INT32_MAX) {
-    throw std::invalid_argument("Ranger: Tones: the first and the last lie more than 2^31 apart");
+    throw std::invalid_argument("Tones: the first and the last lie more than 2^31 apart");
   }
   stride_ = static_cast<int>(stride);
   for (const int tone : tones) {

@@ -827,6 +827,6 @@ TEST(LikelihoodFit, SettingsWithoutMeaningAreRefusedByTheirNames) {
     LikelihoodSettings how;
     how.earliest = earliest;
     how.latest = latest;
-    EXPECT_EQ(refusal(how), "Ranger: EarliestDistance and LatestDistance enclose nothing");
+    EXPECT_EQ(refusal(how), "EarliestDistance and LatestDistance enclose nothing");
   }
 }

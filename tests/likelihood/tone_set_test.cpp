@@ -104,17 +104,17 @@ TEST(ToneSet, IndependentDelaysAreThoseOfTheTonesThatCount) {
 
 // EXACT
 TEST(ToneSet, WhatIsNoSetOfTonesIsRefusedByItsPosition) {
-  EXPECT_EQ(refusal({}), "Ranger: Tones: there are none");
-  EXPECT_EQ(refusal({0, 1, 1, 2}), "Ranger: Tones: a tone is repeated at position 2");
-  EXPECT_EQ(refusal({0, 2, 1, 3}), "Ranger: Tones: a tone is out of order at position 2");
+  EXPECT_EQ(refusal({}), "Tones: there are none");
+  EXPECT_EQ(refusal({0, 1, 1, 2}), "Tones: a tone is repeated at position 2");
+  EXPECT_EQ(refusal({0, 2, 1, 3}), "Tones: a tone is out of order at position 2");
   EXPECT_EQ(refusal({0, 1, 1 << 20}),
-            "Ranger: Tones: the first and the last lie more than 2^20 strides apart");
+            "Tones: the first and the last lie more than 2^20 strides apart");
   EXPECT_EQ(refusal({0, 1, (1 << 20) - 1}), "");
   EXPECT_EQ(refusal({-2147483647, 2147483647}),
-            "Ranger: Tones: the first and the last lie more than 2^31 apart");
-  EXPECT_EQ(refusal({0, 1}, {1.0}), "Ranger: Weights: there is not one per tone");
+            "Tones: the first and the last lie more than 2^31 apart");
+  EXPECT_EQ(refusal({0, 1}, {1.0}), "Weights: there is not one per tone");
   for (const double bad : {0.0, -1.0, infinity, notANumber}) {
     EXPECT_EQ(refusal({0, 1, 2}, {1.0, 1.0, bad}),
-              "Ranger: Weights: not a finite number above 0 at position 2");
+              "Weights: not a finite number above 0 at position 2");
   }
 }

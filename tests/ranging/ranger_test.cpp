@@ -226,9 +226,9 @@ TEST(Ranger, RowsThatAreNotItsOwnAreRefusedInWordsAndItStaysUsable) {
   };
   const Row table[] = {
       {ranger, {null, 64, 64}, "the samples are null"},
-      {ranger, {many, 56}, "rows of 56 samples, but this Ranger is for 64 subcarriers"},
-      {ranger, many, "rows of 3584 samples, but this Ranger is for 64 subcarriers"},
-      {ranger, {many.data(), 0, 0}, "rows of 0 samples, but this Ranger is for 64 subcarriers"},
+      {ranger, {many, 56}, "rows of 56 samples, where 64 subcarriers are expected"},
+      {ranger, many, "rows of 3584 samples, where 64 subcarriers are expected"},
+      {ranger, {many.data(), 0, 0}, "rows of 0 samples, where 64 subcarriers are expected"},
       {ranger, {many.data(), 130, 64}, "130 samples are no whole number of rows of 64"},
       {ranger, {many.data(), 63, 64}, "63 samples are no whole number of rows of 64"},
       {ranger, {many.data(), 200, 64, 100}, ""},

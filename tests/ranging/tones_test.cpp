@@ -201,16 +201,16 @@ TEST(Tones, AWindowIsInMetresAlsoWithAStride) {
 
 // EXACT
 TEST(Tones, WhatAreNoTonesIsRefusedByPosition) {
-  EXPECT_EQ(refusal(3, over({4, 5, 5})), "Ranger: Tones: a tone is repeated at position 2");
-  EXPECT_EQ(refusal(3, over({4, 2, 5})), "Ranger: Tones: a tone is out of order at position 1");
+  EXPECT_EQ(refusal(3, over({4, 5, 5})), "Tones: a tone is repeated at position 2");
+  EXPECT_EQ(refusal(3, over({4, 2, 5})), "Tones: a tone is out of order at position 1");
   EXPECT_EQ(refusal(3, over({4, 5})), "Ranger: Tones: there are 2 for rows of 3 samples");
   EXPECT_EQ(refusal(3, over({4, 5, 6, 7})), "Ranger: Tones: there are 4 for rows of 3 samples");
   EXPECT_EQ(refusal(3, over({4, 5, 7})), "");
   RangingOptions how = likelihood();
   how.Weights = {1.0, 2.0};
-  EXPECT_EQ(refusal(3, how), "Ranger: Weights: there is not one per tone");
+  EXPECT_EQ(refusal(3, how), "Weights: there is not one per tone");
   how.Weights = {1.0, 0.0, 1.0};
-  EXPECT_EQ(refusal(3, how), "Ranger: Weights: not a finite number above 0 at position 1");
+  EXPECT_EQ(refusal(3, how), "Weights: not a finite number above 0 at position 1");
 }
 
 // EXACT: what a method cannot do is said, with what to use.
@@ -254,5 +254,5 @@ TEST(Tones, SettingsOfMaximumLikelihoodAreRefusedByTheirNames) {
   RangingOptions how = likelihood();
   how.EarliestDistance = 10.0;
   how.LatestDistance = 10.0;
-  EXPECT_EQ(refusal(3, how), "Ranger: EarliestDistance and LatestDistance enclose nothing");
+  EXPECT_EQ(refusal(3, how), "EarliestDistance and LatestDistance enclose nothing");
 }

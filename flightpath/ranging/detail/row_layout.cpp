@@ -9,7 +9,7 @@ namespace {
 template <class... Words>
 [[noreturn]] void refuse(const Words&... words) {
   std::ostringstream text;
-  text << "Ranger::estimate: ";
+  text << "estimate: ";
   (text << ... << words);
   throw std::invalid_argument(text.str());
 }
@@ -30,8 +30,8 @@ std::size_t countRows(const CsiRows& rows) {
 std::size_t countEstimates(const CsiRows& rows, std::uint32_t numSubcarriers,
                            std::uint32_t snapshotsPerEstimate) {
   if (rows.samplesPerRow() != numSubcarriers) {
-    refuse("rows of ", rows.samplesPerRow(), " samples, but this Ranger is for ", numSubcarriers,
-           " subcarriers");
+    refuse("rows of ", rows.samplesPerRow(), " samples, where ", numSubcarriers,
+           " subcarriers are expected");
   }
   if (rows.rowStride() < rows.samplesPerRow()) {
     refuse("a row stride of ", rows.rowStride(), " samples is shorter than a row of ",

@@ -20,6 +20,12 @@ int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues) {
   return LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A), n, eigenvalues);
 }
 
+int hermitianEigen(std::int32_t n, std::complex<double>* A, double* eigenvalues) {
+  const CallGuard guard = blas::guardCall();
+  return LAPACKE_zheev(LAPACK_COL_MAJOR, 'V', 'L', n, reinterpret_cast<lapack_complex_double*>(A),
+                       n, eigenvalues);
+}
+
 int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T* eigenvectors,
                  float* scale) {
   lapack_complex_float noLeftVectors{};

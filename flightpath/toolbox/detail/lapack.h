@@ -1,5 +1,6 @@
 #pragma once
 
+#include <complex>
 #include <cstdint>
 
 #include "flightpath/runtime/complex.h"
@@ -12,6 +13,7 @@ namespace flightpath::lapack {
 /// Eigenvectors (in place of the matrix, whose lower triangle is read) and ascending eigenvalues of
 /// a Hermitian matrix.
 int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues);
+int hermitianEigen(std::int32_t n, std::complex<double>* A, double* eigenvalues);
 
 /// Eigenvalues and right eigenvectors of a general matrix, balanced by permuting and scaling.
 ///

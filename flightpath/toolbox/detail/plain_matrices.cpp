@@ -25,10 +25,8 @@ std::size_t at(int row, int column, int rows) {
 using FourRows = double __attribute__((vector_size(32)));
 
 template <class Rows>
-FLIGHTPATH_INLINE Rows load(const double* from) {
-  Rows rows;
+FLIGHTPATH_INLINE void load(Rows& rows, const double* from) {
   std::memcpy(&rows, from, sizeof(Rows));
-  return rows;
 }
 
 /// `count` Rows of C := A B for `columns` columns of B, four columns of A at a time. The sums stay in
@@ -41,10 +39,14 @@ FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double
   for (; l + 4 <= k; l += 4) {
     for (int r = 0; r < count; ++r) {
       const double* const a = A + at(r * step, l, m);
-      const Rows a0 = load<Rows>(a);
-      const Rows a1 = load<Rows>(a + m);
-      const Rows a2 = load<Rows>(a + 2 * m);
-      const Rows a3 = load<Rows>(a + 3 * m);
+      Rows a0;
+      Rows a1;
+      Rows a2;
+      Rows a3;
+      load(a0, a);
+      load(a1, a + m);
+      load(a2, a + 2 * m);
+      load(a3, a + 3 * m);
       for (int j = 0; j < columns; ++j) {
         const double* const b = B + at(l, j, k);
         sums[j][r] += (a0 * b[0] + a1 * b[1]) + (a2 * b[2] + a3 * b[3]);
@@ -53,7 +55,8 @@ FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double
   }
   for (; l < k; ++l) {
     for (int r = 0; r < count; ++r) {
-      const Rows a = load<Rows>(A + at(r * step, l, m));
+      Rows a;
+      load(a, A + at(r * step, l, m));
       for (int j = 0; j < columns; ++j) {
         sums[j][r] += a * B[at(l, j, k)];
       }

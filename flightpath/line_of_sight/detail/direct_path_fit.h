@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "flightpath/likelihood/tone_set.h"
+#include "flightpath/line_of_sight/detail/coarse_delays.h"
+#include "flightpath/line_of_sight/detail/delay_posterior.h"
+#include "flightpath/line_of_sight/detail/posterior_samples.h"
+#include "flightpath/line_of_sight/direct_path.h"
+#include "flightpath/line_of_sight/line_of_sight_options.h"
+#include "flightpath/ranging/csi_rows.h"
+#include "flightpath/ranging/detail/sample_block.h"
+
+namespace flightpath {
+
+/// Makes one estimate after another, in its own work space. Each thread of a LineOfSight has one.
+class DirectPathFit {
+ public:
+  /// grid  shared by all threads
+  DirectPathFit(const ToneSet& tones, std::shared_ptr<const TailGrid> grid,
+                const LineOfSightOptions& options);
+  DirectPathFit(const DirectPathFit&) = delete;
+  DirectPathFit& operator=(const DirectPathFit&) = delete;
+
+  /// Estimates from the rows from `firstRow` on, as many as share their delay.
+  DirectPath estimate(const CsiRows& rows, std::size_t firstRow);
+
+ private:
+  void whiten();
+  DirectPath report();
+  void reportTail(DirectPath& direct);
+  double misfit(std::size_t hypothesis);
+
+  ToneSet tones_;
+  std::shared_ptr<const TailGrid> grid_;
+  double range_m_;  // of one period of normalised frequency
+  double intervalLevel_;
+  DelayWindow window_;
+  SampleBlock samples_;
+  SplitRows whitened_;
+  CoarseDelays coarse_;
+  DelayPosterior posterior_;
+  PosteriorSamples density_;
+  ForwardTransform transform_;
+  SplitRows residual_;  // one row
+  std::vector<float> powers_, work_;
+};
+
+}  // namespace flightpath

@@ -1,0 +1,146 @@
+#include "flightpath/line_of_sight/line_of_sight.h"
+
+#include <cmath>
+#include <cstddef>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+
+#include "flightpath/line_of_sight/detail/direct_path_fit.h"
+#include "flightpath/ranging/detail/progress_pacer.h"
+#include "flightpath/ranging/detail/row_layout.h"
+#include "flightpath/ranging/detail/thread_team.h"
+#include "flightpath/runtime/detail/float_environment.h"
+#include "flightpath/toolbox/detail/blas.h"
+
+namespace flightpath {
+namespace {
+
+constexpr unsigned mostThreads = 1024;
+constexpr std::uint32_t fewestSubcarriers = 4;
+constexpr std::uint32_t mostSubcarriers = 4096;
+constexpr std::uint32_t mostSnapshots = 65535;
+
+void check(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
+  if (numSubcarriers < fewestSubcarriers || numSubcarriers > mostSubcarriers) {
+    throw std::invalid_argument("LineOfSight: numSubcarriers is not within 4 ... 4096");
+  }
+  if (!(options.SubcarrierSpacing > 0.0) || !std::isfinite(options.SubcarrierSpacing)) {
+    throw std::invalid_argument("LineOfSight: SubcarrierSpacing is not a finite number above 0");
+  }
+  if (options.SnapshotsPerEstimate == 0 || options.SnapshotsPerEstimate > mostSnapshots) {
+    throw std::invalid_argument("LineOfSight: SnapshotsPerEstimate is not within 1 ... 65535");
+  }
+  if (options.Threads > mostThreads) {
+    throw std::invalid_argument("LineOfSight: Threads is above 1024");
+  }
+  if (!(options.LongestDecay > 0.0) || !std::isfinite(options.LongestDecay)) {
+    throw std::invalid_argument("LineOfSight: LongestDecay is not a finite number above 0");
+  }
+  if (!(options.IntervalLevel > 0.0) || !(options.IntervalLevel < 1.0)) {
+    throw std::invalid_argument("LineOfSight: IntervalLevel is not above 0 and below 1");
+  }
+}
+
+ToneSet toneSet(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
+  check(numSubcarriers, options);
+  std::vector<int> tones = options.Tones;
+  if (tones.empty()) {
+    tones.resize(numSubcarriers);
+    std::iota(tones.begin(), tones.end(), 0);
+  }
+  ToneSet set(tones, options.Weights);
+  if (tones.size() != numSubcarriers) {
+    throw std::invalid_argument("LineOfSight: Tones: there are " + std::to_string(tones.size()) +
+                                " for rows of " + std::to_string(numSubcarriers) + " samples");
+  }
+  return set;
+}
+
+}  // namespace
+
+/// The threads of a LineOfSight, each with work space of its own.
+class LineOfSight::Batch {
+ public:
+  Batch(std::uint32_t numSubcarriers, const LineOfSightOptions& options)
+      : Batch(options, toneSet(numSubcarriers, options)) {}
+
+  void estimate(const CsiRows& rows, std::vector<DirectPath>& out, const Progress& progress) {
+    out.clear();
+    const std::size_t total = countEstimates(rows, numSubcarriers_, snapshots_);
+    blas::useOneThread();
+    try {
+      ProgressPacer pacer(progress, total, team_.size());
+      for (bool goOn = total > 0; goOn;) {
+        const std::size_t slice = pacer.nextSlice();
+        out.resize(pacer.done() + slice);
+        estimateSlice(rows, out, pacer.done(), slice);
+        goOn = pacer.finish(slice);
+      }
+    } catch (...) {
+      out.clear();
+      throw;
+    }
+  }
+
+ private:
+  Batch(const LineOfSightOptions& options, const ToneSet& tones)
+      : numSubcarriers_(static_cast<std::uint32_t>(tones.count())),
+        snapshots_(options.SnapshotsPerEstimate),
+        team_(options.Threads) {
+    const double spacing_Hz = options.SubcarrierSpacing * tones.stride();
+    blas::useOneThread();
+    const auto grid =
+        std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
+    for (unsigned i = 0; i < team_.size(); ++i) {
+      fits_.push_back(std::make_unique<DirectPathFit>(tones, grid, options));
+    }
+  }
+
+  void estimateSlice(const CsiRows& rows, std::vector<DirectPath>& out, std::size_t begin,
+                     std::size_t count) {
+    team_.run([&](unsigned thread) {
+      const std::size_t last = begin + count * (thread + 1) / team_.size();
+      for (std::size_t i = begin + count * thread / team_.size(); i < last; ++i) {
+        out[i] = fits_[thread]->estimate(rows, i * snapshots_);
+      }
+    });
+  }
+
+  std::uint32_t numSubcarriers_;
+  std::uint32_t snapshots_;
+  ThreadTeam team_;
+  std::vector<std::unique_ptr<DirectPathFit>> fits_;
+};
+
+LineOfSight::LineOfSight(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
+  const DefaultFloatEnvironment environment;  // which the threads inherit
+  batch_ = std::make_unique<Batch>(numSubcarriers, options);
+}
+
+LineOfSight::~LineOfSight() = default;
+LineOfSight::LineOfSight(LineOfSight&&) noexcept = default;
+LineOfSight& LineOfSight::operator=(LineOfSight&&) noexcept = default;
+
+std::vector<DirectPath> LineOfSight::estimate(CsiRows rows, const Progress& progress) {
+  std::vector<DirectPath> out;
+  estimate(rows, out, progress);
+  return out;
+}
+
+void LineOfSight::estimate(CsiRows rows, std::vector<DirectPath>& out, const Progress& progress) {
+  if (batch_ == nullptr) {
+    out.clear();
+    throw std::logic_error("LineOfSight::estimate: this LineOfSight was moved from");
+  }
+  DefaultFloatEnvironment environment;
+  Progress inTheCallersModes;
+  if (progress) {
+    inTheCallersModes = [&](std::size_t done, std::size_t total) {
+      return environment.callBack([&] { return progress(done, total); });
+    };
+  }
+  batch_->estimate(rows, out, inTheCallersModes);
+}
+
+}  // namespace flightpath
