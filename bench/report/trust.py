@@ -254,10 +254,10 @@ def spread_line(measured):
     for method, rows in strongest.items():
         delays = [delay for _, delay in rows.values()]
         spreads[method] = f"{max(delays) - min(delays):.2f} ns"
-    return ("The seven rows of phase_ranging_200 are the same set-up. From the smallest to the largest answer, of the "
-            f"strongest path in each row: {spreads['music']} by MUSIC, {spreads['likelihood']} by "
-            f"maximum likelihood, {spreads['tolerant']} with ModelError = -25; half of that in one-way "
-            "delay.")
+    return ("The seven rows of phase_ranging_200 are the same set-up. From the smallest to the largest "
+            "answer, of the strongest\npath in each row: "
+            f"{spreads['music']} by MUSIC, {spreads['likelihood']} by maximum likelihood, "
+            f"{spreads['tolerant']} with ModelError = -25; half of\nthat in one-way delay.")
 
 
 def nearest(answers, reference):

@@ -34,7 +34,8 @@ namespace flightpath {
 ///
 /// Errors: std::invalid_argument, naming both, where the two differ in rows or in samples per row;
 /// std::invalid_argument where either is incomplete or null; std::bad_alloc.
-FLIGHTPATH_API std::vector<std::complex<double>> combineTwoWay(CsiRows initiator, CsiRows reflector);
+FLIGHTPATH_API std::vector<std::complex<double>> combineTwoWay(CsiRows initiator,
+                                                               CsiRows reflector);
 
 /// The same into `out`, whose storage is reused. It must not be what the rows are read from. If an error
 /// ends the call, it is as it was.

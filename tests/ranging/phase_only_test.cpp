@@ -131,8 +131,8 @@ TEST(PhaseOnly, TheRecordOfAPhaseReceiverIsMarkedAndNoOther) {
 
 TEST(PhaseOnly, SimulatedChannelsAreNot) {
   for (unsigned seed = 1; seed <= 20; ++seed) {
-    EXPECT_FALSE(isMarked(
-        support::measureTones({{12.0, 1.0, 0.3}}, support::range(0, 63), 1e-4, seed)));
+    EXPECT_FALSE(
+        isMarked(support::measureTones({{12.0, 1.0, 0.3}}, support::range(0, 63), 1e-4, seed)));
   }
 }
 
@@ -150,8 +150,8 @@ TEST(PhaseOnly, PhaseAloneKeepsOnePathAndMakesGhostsOfTwo) {
   const PathSet alone = Ranger(64, likelihood()).estimate(one);
   ASSERT_EQ(alone[0].size(), 1U);
   EXPECT_NEAR(alone[0][0].Distance_m, 60.0, 5 * alone[0][0].Deviation_m);
-  const auto two = magnitudesLost(
-      support::measureTones({{60.0, 1.0, 0.3}, {110.0, 0.6, 2.0}}, tones, 1e-4, 2));
+  const auto two =
+      magnitudesLost(support::measureTones({{60.0, 1.0, 0.3}, {110.0, 0.6, 2.0}}, tones, 1e-4, 2));
   const PathSet ghosts = Ranger(64, likelihood()).estimate(two);
   EXPECT_GT(ghosts[0].size(), 2U);
   EXPECT_LT(ghosts[0][0].Distance_m, 12.0);

@@ -174,8 +174,9 @@ TEST(TwoWay, WhatDoesNotMatchIsNamedOnBothSides) {
             "combineTwoWay: the initiator has 3 rows, the reflector 2");
   EXPECT_EQ(refusal(CsiRows(x, 4), CsiRows(x, 4, 8)),
             "combineTwoWay: the initiator has 3 rows, the reflector 2");
-  EXPECT_EQ(refusal(CsiRows(x, 5), CsiRows(x, 5)),
-            "combineTwoWay: initiator: 12 samples are no whole number of rows of 5 with a stride of 5");
+  EXPECT_EQ(
+      refusal(CsiRows(x, 5), CsiRows(x, 5)),
+      "combineTwoWay: initiator: 12 samples are no whole number of rows of 5 with a stride of 5");
   EXPECT_EQ(refusal(CsiRows(x, 4), CsiRows(static_cast<const Complex*>(nullptr), 12, 4)),
             "combineTwoWay: reflector: the samples are null");
   EXPECT_EQ(refusal(CsiRows(x, 4), CsiRows(x, 4, 3)),
