@@ -19,8 +19,8 @@ constexpr std::uint32_t captureSpacing_Hz = 312500;
 
 /// By their number in the frame, from 1 on; 0 is a run of consecutive tones.
 constexpr TonePreset presets[] = {
-    TonePreset::Legacy20,  TonePreset::HT20, TonePreset::HT40, TonePreset::VHT80,
-    TonePreset::Grouped20, TonePreset::Grouped40, TonePreset::HE20,  TonePreset::HE40,
+    TonePreset::Legacy20,  TonePreset::HT20,      TonePreset::HT40,    TonePreset::VHT80,
+    TonePreset::Grouped20, TonePreset::Grouped40, TonePreset::HE20,    TonePreset::HE40,
     TonePreset::HE80,      TonePreset::HE160,     TonePreset::Sounding};
 
 /// The least significant byte comes first.
@@ -170,10 +170,10 @@ FrameFault parseCapture(Bytes bytes, CaptureTones kind, CsiFrame& frame) {
       (count != 64 && count != 128 && count != 256)) {
     return FrameFault::WrongLength;
   }
-  frame.tones = tonesOf(count == 256                    ? TonePreset::VHT80
-                        : count == 128                  ? TonePreset::HT40
+  frame.tones = tonesOf(count == 256                   ? TonePreset::VHT80
+                        : count == 128                 ? TonePreset::HT40
                         : kind == CaptureTones::Legacy ? TonePreset::Legacy20
-                                                        : TonePreset::HT20);
+                                                       : TonePreset::HT20);
   frame.sequence = unsignedAt(bytes, 10, 2);
   frame.spacing_Hz = captureSpacing_Hz;
   frame.samples.clear();

@@ -67,8 +67,7 @@ void LiveRanger::report(double seconds) const {
               number(sequences_.restarts), number(numLayouts_));
   for (std::size_t i = 1; i < numFrameFaults; ++i) {
     if (faults_[i] > 0) {
-      std::printf("# refused: %llu %s\n", number(faults_[i]),
-                  toString(static_cast<FrameFault>(i)));
+      std::printf("# refused: %llu %s\n", number(faults_[i]), toString(static_cast<FrameFault>(i)));
     }
   }
 }

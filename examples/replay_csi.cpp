@@ -103,12 +103,10 @@ bool readOption(int c, Options& options) {
 
 /// The command line, or nothing where it cannot be used.
 std::optional<Options> parseOptions(int argc, char** argv) {
-  static const option known[] = {{"address", required_argument, nullptr, 'a'},
-                                 {"port", required_argument, nullptr, 'p'},
-                                 {"rate", required_argument, nullptr, 'r'},
-                                 {"count", required_argument, nullptr, 'n'},
-                                 {"int16", no_argument, nullptr, 's'},
-                                 {}};
+  static const option known[] = {
+      {"address", required_argument, nullptr, 'a'}, {"port", required_argument, nullptr, 'p'},
+      {"rate", required_argument, nullptr, 'r'},    {"count", required_argument, nullptr, 'n'},
+      {"int16", no_argument, nullptr, 's'},         {}};
   Options options;
   for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
     if (!readOption(c, options)) {

@@ -140,10 +140,10 @@ TEST(CsiFrame, AFrameHasNothingOfTheOneBefore) {
 }
 
 TEST(CsiFrame, PresetsHaveTheTonesOfTheirNames) {
-  const TonePreset presets[] = {TonePreset::Legacy20,  TonePreset::HT20,      TonePreset::HT40,
-                                TonePreset::VHT80,     TonePreset::Grouped20, TonePreset::Grouped40,
-                                TonePreset::HE20,      TonePreset::HE40,      TonePreset::HE80,
-                                TonePreset::HE160,     TonePreset::Sounding};
+  const TonePreset presets[] = {TonePreset::Legacy20, TonePreset::HT20,      TonePreset::HT40,
+                                TonePreset::VHT80,    TonePreset::Grouped20, TonePreset::Grouped40,
+                                TonePreset::HE20,     TonePreset::HE40,      TonePreset::HE80,
+                                TonePreset::HE160,    TonePreset::Sounding};
   for (std::size_t i = 0; i < std::size(presets); ++i) {
     const std::vector<int> tones = tonesOf(presets[i]);
     Bytes bytes = encodeFrame(frameOf(tones.size(), 3), SampleFormat::Int16);
@@ -165,9 +165,9 @@ TEST(CsiFrame, EveryOtherLengthIsRefused) {
   for (std::size_t size = 0; size < whole.size() + 20; ++size) {
     Bytes cut = whole;
     cut.resize(size);
-    const FrameFault expected = size < 24               ? FrameFault::Short
+    const FrameFault expected = size < 24              ? FrameFault::Short
                                 : size == whole.size() ? FrameFault::None
-                                                        : FrameFault::WrongLength;
+                                                       : FrameFault::WrongLength;
     EXPECT_EQ(faultOf(cut), expected) << size;
   }
 }
@@ -203,9 +203,9 @@ TEST(CsiFrame, WhatIsWrongIsNamed) {
 }
 
 TEST(CsiFrame, NotANumberInEitherPartOfAnySampleIsRefused) {
-  for (const float bad : {std::numeric_limits<float>::quiet_NaN(),
-                          std::numeric_limits<float>::infinity(),
-                          -std::numeric_limits<float>::infinity()}) {
+  for (const float bad :
+       {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+        -std::numeric_limits<float>::infinity()}) {
     for (std::size_t part = 0; part < 6; ++part) {
       Bytes bytes = encodeFrame(frameOf(3, 0), SampleFormat::Float32);
       std::memcpy(&bytes[24 + 4 * part], &bad, 4);
@@ -245,9 +245,9 @@ TEST(Capture, WhatIsWrongIsNamed) {
   for (std::size_t size = 0; size < good.size() + 8; ++size) {
     Bytes cut = good;
     cut.resize(size);
-    const FrameFault expected = size < 18              ? FrameFault::Short
+    const FrameFault expected = size < 18             ? FrameFault::Short
                                 : size == good.size() ? FrameFault::None
-                                                       : FrameFault::WrongLength;
+                                                      : FrameFault::WrongLength;
     EXPECT_EQ(parseAs(cut, CaptureTones::HT, frame), expected) << size;
   }
   EXPECT_EQ(parseAs(with(good, 0, 0x12), CaptureTones::HT, frame), FrameFault::WrongMagic);

@@ -31,7 +31,8 @@ class Receiver {
   explicit Receiver(std::vector<std::string> options) : program_(command(std::move(options))) {
     const std::string& text = program_.readUntil("paths\n");
     const std::size_t at = text.find("port ");
-    port_ = at == std::string::npos ? 1 : static_cast<std::uint16_t>(std::stoi(text.substr(at + 5)));
+    port_ =
+        at == std::string::npos ? 1 : static_cast<std::uint16_t>(std::stoi(text.substr(at + 5)));
     address_.emplace(udpAddress("127.0.0.1", port_));
     socket_.emplace(**address_);
   }
@@ -281,12 +282,14 @@ TEST(LiveRanging, SignalsEndItWithAReport) {
     receiver.program().readUntil("29.9");
     receiver.program().signal(number);
     EXPECT_EQ(receiver.program().finish(), 0);
-    EXPECT_TRUE(has(receiver.program().printed(), "# 1 packets in ")) << receiver.program().printed();
+    EXPECT_TRUE(has(receiver.program().printed(), "# 1 packets in "))
+        << receiver.program().printed();
   }
   Receiver untouched({});
   untouched.program().signal(SIGTERM);
   EXPECT_EQ(untouched.program().finish(), 0);
-  EXPECT_TRUE(has(untouched.program().printed(), "# 0 packets in 0.000 s")) << "before anything came";
+  EXPECT_TRUE(has(untouched.program().printed(), "# 0 packets in 0.000 s"))
+      << "before anything came";
 }
 
 TEST(LiveRanging, EndsWhereNothingComes) {
