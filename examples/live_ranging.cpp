@@ -29,6 +29,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
+  bool help = false;
   std::string address = "127.0.0.1";
   std::uint16_t port = 5500;
   std::optional<CaptureTones> capture;
@@ -137,6 +138,8 @@ bool readOption(int c, Options& options) {
     case 'i':
       return assign(numberIn<int>(optarg), options.idle_s) && *options.idle_s >= 1 &&
              *options.idle_s <= 86400;
+    case 'h':
+      return options.help = true;
     default:
       return false;
   }
@@ -144,13 +147,11 @@ bool readOption(int c, Options& options) {
 
 /// The command line, or nothing where it cannot be used.
 std::optional<Options> parseOptions(int argc, char** argv) {
-  static const option known[] = {{"address", required_argument, nullptr, 'a'},
-                                 {"port", required_argument, nullptr, 'p'},
-                                 {"capture", required_argument, nullptr, 'c'},
-                                 {"round-trip", no_argument, nullptr, 'r'},
-                                 {"count", required_argument, nullptr, 'n'},
-                                 {"idle", required_argument, nullptr, 'i'},
-                                 {}};
+  static const option known[] = {
+      {"address", required_argument, nullptr, 'a'}, {"port", required_argument, nullptr, 'p'},
+      {"capture", required_argument, nullptr, 'c'}, {"round-trip", no_argument, nullptr, 'r'},
+      {"count", required_argument, nullptr, 'n'},   {"help", no_argument, nullptr, 'h'},
+      {"idle", required_argument, nullptr, 'i'},    {}};
   Options options;
   for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
     if (!readOption(c, options)) {
@@ -167,6 +168,10 @@ int main(int argc, char** argv) {
   if (!options) {
     printUsage(stderr);
     return 1;
+  }
+  if (options->help) {
+    printUsage(stdout);
+    return 0;
   }
   try {
     run(*options);

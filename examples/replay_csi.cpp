@@ -21,6 +21,7 @@
 namespace {
 
 struct Options {
+  bool help = false;
   std::string file;
   std::string address = "127.0.0.1";
   std::uint16_t port = 5500;
@@ -96,6 +97,8 @@ bool readOption(int c, Options& options) {
     case 's':
       options.format = SampleFormat::Int16;
       return true;
+    case 'h':
+      return options.help = true;
     default:
       return false;
   }
@@ -103,15 +106,21 @@ bool readOption(int c, Options& options) {
 
 /// The command line, or nothing where it cannot be used.
 std::optional<Options> parseOptions(int argc, char** argv) {
-  static const option known[] = {
-      {"address", required_argument, nullptr, 'a'}, {"port", required_argument, nullptr, 'p'},
-      {"rate", required_argument, nullptr, 'r'},    {"count", required_argument, nullptr, 'n'},
-      {"int16", no_argument, nullptr, 's'},         {}};
+  static const option known[] = {{"address", required_argument, nullptr, 'a'},
+                                 {"port", required_argument, nullptr, 'p'},
+                                 {"rate", required_argument, nullptr, 'r'},
+                                 {"count", required_argument, nullptr, 'n'},
+                                 {"help", no_argument, nullptr, 'h'},
+                                 {"int16", no_argument, nullptr, 's'},
+                                 {}};
   Options options;
   for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
     if (!readOption(c, options)) {
       return {};
     }
+  }
+  if (options.help) {
+    return options;
   }
   if (optind + 1 != argc) {
     return {};
@@ -127,6 +136,10 @@ int main(int argc, char** argv) {
   if (!options) {
     printUsage(stderr);
     return 1;
+  }
+  if (options->help) {
+    printUsage(stdout);
+    return 0;
   }
   try {
     run(*options);

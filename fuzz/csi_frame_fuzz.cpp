@@ -32,8 +32,7 @@ Bytes anyFrame(FuzzedDataProvider& in) {
   for (std::size_t k = 0; k < count; ++k) {
     frame.samples.emplace_back(in.ConsumeFloatingPointInRange<float>(-9.0F, 9.0F), 1.0F);
   }
-  Bytes bytes =
-      encodeFrame(frame, in.ConsumeBool() ? SampleFormat::Float32 : SampleFormat::Int16);
+  Bytes bytes = encodeFrame(frame, in.ConsumeBool() ? SampleFormat::Float32 : SampleFormat::Int16);
   for (int changes = in.ConsumeIntegralInRange(0, 3); changes > 0; --changes) {
     bytes[in.ConsumeIntegralInRange<std::size_t>(0, bytes.size() - 1)] =
         in.ConsumeIntegral<std::uint8_t>();

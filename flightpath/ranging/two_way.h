@@ -25,7 +25,10 @@ namespace flightpath {
 /// The square of a channel of K paths has K (K + 1) / 2: each path p of h at twice its delay, with the
 /// square of its amplitude, and each pair p, q at the sum of their delays, with twice the product of
 /// theirs. Halved, the paths stand at their distances and the pairs half way between two of them: the
-/// first answer is the first path, the last one the last, and among those between there are pairs.
+/// first answer is the first path, the last one the last, and among those between there are pairs. That
+/// holds where paths and pairs lie about a `ResolutionCell_m` from each other; a pair that falls near a
+/// path displaces their neighbours too, by several deviations. Noise, which the products take over in
+/// proportion to the channel's magnitude, is then not as white as deviations suppose.
 ///
 /// initiator, reflector  rows of single or double precision, with strides of their own; either both or
 ///                       neither conjugated
