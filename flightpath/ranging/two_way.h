@@ -14,8 +14,11 @@ namespace flightpath {
 ///
 /// x_mk is what the initiator measured of the reflector's signal at tone k of row m, y_mk what the
 /// reflector measured of the initiator's. Each device mixes with an oscillator of its own, whose phase is
-/// unknown and, where both tune anew for each tone, another one at each: x_mk = h_mk exp(i (phi_R - phi_I)) and
-/// y_mk = h_mk exp(i (phi_I - phi_R)). In the product the two phases cancel, and z_mk = h_mk^2 is left,
+/// unknown and, where both tune anew for each tone, another one at each:
+///
+///   x_mk = h_mk exp(i (phi_R - phi_I)),   y_mk = h_mk exp(i (phi_I - phi_R))
+///
+/// In the product the two phases cancel, and z_mk = h_mk^2 is left,
 /// whose delays are twice those of the distances: `RangingOptions::RoundTrip` halves the answers.
 ///
 ///   const auto z = flightpath::combineTwoWay({x, 72}, {y, 72});
