@@ -232,7 +232,8 @@ Trials draw(const Scenario& s, int count) {
   return trials;
 }
 
-std::vector<flightpath::DirectPath> estimate(const Scenario& s, const Trials& trials, double level) {
+std::vector<flightpath::DirectPath> estimate(const Scenario& s, const Trials& trials,
+                                             double level) {
   flightpath::LineOfSightOptions options;
   options.SubcarrierSpacing = spacing_Hz;
   options.IntervalLevel = level;
@@ -280,11 +281,12 @@ void run(const Scenario& s, int count) {
     addEarliest(byMusic[i], trials.truths_ns[i], others[1]);
   }
   const double percent = 100.0 / static_cast<double>(count);
-  std::printf("%-32s %6.2f %6.2f  %6.2f %6.2f  %6.2f %6.2f  %5.1f %5.1f %5.1f  %5.1f  %5.2f %5.2f %7.0f\n",
-              s.name.c_str(), mine.median(), mine.rms(), others[0].median(), others[0].rms(),
-              others[1].median(), others[1].rms(), within[0] * percent, within[1] * percent,
-              within[2] * percent, within[3] * percent, probability / static_cast<double>(mine.ns.size()),
-              misfit / static_cast<double>(mine.ns.size()), took_us / count);
+  std::printf(
+      "%-32s %6.2f %6.2f  %6.2f %6.2f  %6.2f %6.2f  %5.1f %5.1f %5.1f  %5.1f  %5.2f %5.2f %7.0f\n",
+      s.name.c_str(), mine.median(), mine.rms(), others[0].median(), others[0].rms(),
+      others[1].median(), others[1].rms(), within[0] * percent, within[1] * percent,
+      within[2] * percent, within[3] * percent, probability / static_cast<double>(mine.ns.size()),
+      misfit / static_cast<double>(mine.ns.size()), took_us / count);
   std::fflush(stdout);
 }
 
@@ -301,7 +303,8 @@ std::vector<Scenario> scenarios() {
   all.push_back({"cluster 50 ns, K 0 dB, 20 dB", "cluster", 64, 20.0, 50e-9, 0.0});
   all.push_back({"cluster 50 ns, K 10 dB, 20 dB", "cluster", 64, 20.0, 50e-9, 10.0});
   all.push_back({"242 tones, 20 ns, K 5 dB, 25 dB", "exponential", 242, 25.0, 20e-9, 5.0});
-  for (const char* const shape : {"box", "late", "five", "hidden", "two tails", "sparse", "clean"}) {
+  for (const char* const shape :
+       {"box", "late", "five", "hidden", "two tails", "sparse", "clean"}) {
     all.push_back({shape, shape, 64, 30.0, 30e-9, 5.0});
   }
   all.push_back({"absent", "exponential", 64, 30.0, 50e-9, -100.0});

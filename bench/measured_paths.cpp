@@ -2,7 +2,7 @@
 //
 //   flightpath_measured_paths FILE.csv...
 //
-// One line per path: file,row,method,delay_ns,deviation_ns,structure; of a measurement without a path, one
+// One line per path: file,row,method,delay_ns,deviation_ns,structure,power_dB; of a measurement without a path, one
 // line without a delay. The methods are music, likelihood, and tolerant, which is likelihood with a
 // model error of -25 dB. The rows a/b are quotients: row a over row b, with one path forced.
 
@@ -41,11 +41,12 @@ std::vector<Method> methods(double spacing_Hz) {
 
 void print(const std::string& row, const char* method, const flightpath::Estimate& estimate) {
   for (const flightpath::Path path : estimate) {
-    std::printf("%s,%s,%.5f,%.5f,%.3g\n", row.c_str(), method, 1e9 * path.Delay_s,
-                1e9 * path.Deviation_m / 299792458.0, estimate.info().ResidualStructure);
+    std::printf("%s,%s,%.5f,%.5f,%.3g,%.2f\n", row.c_str(), method, 1e9 * path.Delay_s,
+                1e9 * path.Deviation_m / 299792458.0, estimate.info().ResidualStructure,
+                static_cast<double>(path.Peak_dB));
   }
   if (estimate.empty()) {
-    std::printf("%s,%s,,,%.3g\n", row.c_str(), method, estimate.info().ResidualStructure);
+    std::printf("%s,%s,,,%.3g,\n", row.c_str(), method, estimate.info().ResidualStructure);
   }
 }
 
@@ -95,7 +96,7 @@ void estimateFile(const char* path) {
 
 int main(int argc, char** argv) {
   try {
-    std::puts("file,row,method,delay_ns,deviation_ns,structure");
+    std::puts("file,row,method,delay_ns,deviation_ns,structure,power_dB");
     for (int i = 1; i < argc; ++i) {
       estimateFile(argv[i]);
     }

@@ -7,16 +7,15 @@
 #include <flightpath/flightpath.h>
 #include <getopt.h>
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "csi_file.h"
 #include "simulated_channel.h"
 
@@ -39,16 +38,6 @@ void printUsage(std::FILE* out) {
       out);
 }
 
-std::optional<unsigned char> parseCount(const char* text) {
-  unsigned char value = 0;
-  const char* const end = text + std::strlen(text);
-  const auto [stop, error] = std::from_chars(text, end, value);
-  if (error != std::errc() || stop != end) {
-    return {};
-  }
-  return value;
-}
-
 /// The command line, or nothing where it cannot be used.
 std::optional<Options> parseOptions(int argc, char** argv) {
   static const option known[] = {
@@ -62,7 +51,7 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     if (c != 'p') {
       return {};
     }
-    options.numPaths = parseCount(optarg);
+    options.numPaths = numberIn<unsigned char>(optarg);
     if (!options.numPaths) {
       std::fprintf(stderr, "--paths: \"%s\" is not a whole number from 0 to 255\n", optarg);
       return {};

@@ -28,6 +28,7 @@
 #include "flightpath/ranging/ranger.h"
 #include "flightpath/ranging/ranging_options.h"
 #include "flightpath/ranging/tone_presets.h"
+#include "flightpath/ranging/two_way.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
 #include "flightpath/runtime/export.h"

@@ -67,7 +67,8 @@ class LineOfSight::Batch {
 
   void estimate(const CsiRows& rows, std::vector<DirectPath>& out, const Progress& progress) {
     out.clear();
-    const std::size_t total = countEstimates(rows, numSubcarriers_, snapshots_);
+    const std::size_t total =
+        countEstimates(rows, numSubcarriers_, snapshots_, "LineOfSight::estimate");
     blas::useOneThread();
     try {
       ProgressPacer pacer(progress, total, team_.size());
@@ -90,8 +91,7 @@ class LineOfSight::Batch {
         team_(options.Threads) {
     const double spacing_Hz = options.SubcarrierSpacing * tones.stride();
     blas::useOneThread();
-    const auto grid =
-        std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
+    const auto grid = std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
     for (unsigned i = 0; i < team_.size(); ++i) {
       fits_.push_back(std::make_unique<DirectPathFit>(tones, grid, options));
     }

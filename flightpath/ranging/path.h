@@ -10,7 +10,7 @@ namespace flightpath {
 ///
 /// Distance_m   metres; negative where the receiver's timing puts it there, or where a path beyond
 ///              the unambiguous range wraps round
-/// Delay_s      seconds: Distance_m / 299792458
+/// Delay_s      seconds: Distance_m / 299792458, one way also with `RangingOptions::RoundTrip`
 /// Peak_dB      how high it stands. Music: the refined pseudo-spectrum there, 1 where the closed form
 ///              answered; MaximumLikelihood: the path's power, 10 log10 of the mean of |amplitude|^2
 ///
@@ -64,6 +64,11 @@ inline const char* toString(Outcome outcome) {
 /// NumSignals   the signal count used, estimated or forced. Music may have found fewer paths;
 ///              MaximumLikelihood lowers a forced count to what the tones can carry
 /// Result       what came of it
+/// PhaseOnly    the samples carry phase alone, as phase-based receivers report it: all of a row have the same
+///              magnitude, to 1e-6 of it. Never with fewer than eight tones, where a sample is zero, NaN or
+///              infinite, nor where a row of those that share their paths differs. With one path nothing is
+///              lost (and without noise any receiver's samples are like that); with several, the
+///              magnitudes that are missing make ghosts, also before the first path
 ///
 /// With MaximumLikelihood, and NaN with Music or bad samples:
 ///
@@ -81,9 +86,11 @@ struct EstimateInfo {
   double ResidualStructure = std::numeric_limits<double>::quiet_NaN();
   double WeakestMargin = std::numeric_limits<double>::quiet_NaN();
   double NextMargin = std::numeric_limits<double>::quiet_NaN();
+  bool PhaseOnly = false;
 };
 
-/// The scales by which the numbers of an answer are to be judged.
+/// The scales by which the numbers of an answer are to be judged. The lengths are half of what is said
+/// here with `RangingOptions::RoundTrip`.
 ///
 /// NumSubcarriers      N
 /// SubcarrierSpacing   hertz

@@ -193,6 +193,9 @@ class PathSet {
   Span<const double> weakestMargins() const&& = delete;
   Span<const double> nextMargins() const& { return column(nextMargins_); }
   Span<const double> nextMargins() const&& = delete;
+  /// 1 where `EstimateInfo::PhaseOnly` is true, otherwise 0.
+  Span<const std::uint8_t> phaseOnly() const& { return column(phaseOnly_); }
+  Span<const std::uint8_t> phaseOnly() const&& = delete;
 
  private:
   friend class PathSetWriter;
@@ -222,6 +225,7 @@ class PathSet {
   std::vector<double> residualStructures_;
   std::vector<double> weakestMargins_;
   std::vector<double> nextMargins_;
+  std::vector<std::uint8_t> phaseOnly_;
 };
 
 inline Path pathOf(const PathSet& set, std::size_t k) {
@@ -240,7 +244,8 @@ inline Estimate estimateOf(const PathSet& set, std::size_t i) { return set[i]; }
 inline EstimateInfo Estimate::info() const {
   return {set_->numSignals()[index_],     set_->outcomes()[index_],
           set_->noisePowers()[index_],    set_->residualStructures()[index_],
-          set_->weakestMargins()[index_], set_->nextMargins()[index_]};
+          set_->weakestMargins()[index_], set_->nextMargins()[index_],
+          set_->phaseOnly()[index_] != 0};
 }
 
 inline std::complex<double> Estimate::amplitude(std::size_t k, std::size_t row) const {

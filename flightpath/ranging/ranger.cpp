@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "flightpath/api/detail/speed_of_light.h"
+#include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/measurement_ranger.h"
 #include "flightpath/ranging/detail/path_set_writer.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
@@ -79,7 +79,7 @@ ToneLayout checkedLayout(std::uint32_t numSubcarriers, const RangingOptions& opt
 RangingContext contextOf(std::uint32_t numSubcarriers, const RangingOptions& options,
                          const ToneLayout& layout) {
   const double spacing_Hz = options.SubcarrierSpacing * layout.stride;
-  const double range_m = exactSpeedOfLight_mps / spacing_Hz;
+  const double range_m = distancePerPeriod(spacing_Hz, options);
   const Resolutions steps = defaultResolutions(static_cast<int>(numSubcarriers), spacing_Hz);
   const double step =
       options.Method == RangingMethod::Music ? static_cast<double>(steps.fine) : 0.0;
@@ -98,7 +98,8 @@ class Ranger::Batch {
   void estimate(const CsiRows& rows, PathSet& out, const Progress& progress) {
     PathSetWriter writer(out);
     writer.clear(context_, snapshots_);
-    const std::size_t total = countEstimates(rows, context_.NumSubcarriers, snapshots_);
+    const std::size_t total =
+        countEstimates(rows, context_.NumSubcarriers, snapshots_, "Ranger::estimate");
     blas::useOneThread();
     try {
       ProgressPacer pacer(progress, total, team_.size());

@@ -22,6 +22,11 @@ enum class RangingMethod : std::uint8_t { Music, MaximumLikelihood };
 ///                       of a receiver, packets in quick succession), 1 ... 65535
 /// PhaseSlopeForOnePath  the closed form where there is exactly one path (Music)
 /// Threads               how many work on a batch, at most 1024; 0: one per core
+/// RoundTrip             the signal goes there and back (two-way ranging, reflections): its delay is twice
+///                       that of the distance. Every answer is half of what it is without: distances,
+///                       delays (one way then), deviations and intervals, the unambiguous range, the
+///                       resolution cell and the step of the grid; covariances are a quarter. Metres of the
+///                       options are one way too
 /// Tones                 the indices of the subcarriers that a row holds, strictly increasing, with any
 ///                       origin; empty: 0 ... N - 1. `tonesOf` has those of the standards. Music wants
 ///                       them evenly spaced
@@ -49,6 +54,7 @@ struct RangingOptions {
   std::uint32_t SnapshotsPerEstimate = 1;
   bool PhaseSlopeForOnePath = true;
   unsigned Threads = 1;
+  bool RoundTrip = false;
   std::vector<int> Tones;
   std::vector<double> Weights;
   double FalseAlarm = 1e-3;

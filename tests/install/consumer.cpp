@@ -66,6 +66,20 @@ bool rangesThroughGaps() {
          found[0][0].Deviation_m < 1e-3;
 }
 
+/// Both devices measured the same channel; the product has its delays twice, which are halved again.
+bool rangesBothWays() {
+  const std::vector<creal32_T> oneSide = onePath(64, 312500.0);
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = 312500.0;
+  options.RoundTrip = true;
+  const auto products = flightpath::combineTwoWay(oneSide, oneSide);
+  std::vector<std::complex<double>> again;
+  flightpath::combineTwoWay(oneSide, oneSide, again);
+  const flightpath::PathSet found = flightpath::Ranger(64, options).estimate(products);
+  return again == products && found[0].size() == 1 &&
+         std::fabs(found[0][0].Distance_m - trueDistance_m) < 1e-3;
+}
+
 template <class Function>
 bool resolves(Function function) {
   // Volatile: the comparison has to look at the address that the linker filled in.
@@ -138,8 +152,9 @@ bool constantsAgree() {
 }  // namespace
 
 int main() {
-  const bool good = findsThePath() && rangesABatch() && rangesThroughGaps() && overloadsResolve() &&
-                    freeFunctionsResolve() && classesResolve() && constantsAgree();
+  const bool good = findsThePath() && rangesABatch() && rangesThroughGaps() && rangesBothWays() &&
+                    overloadsResolve() && freeFunctionsResolve() && classesResolve() &&
+                    constantsAgree();
   std::puts(good ? "consumer: everything resolves and the path is found" : "consumer: FAILED");
   return good ? 0 : 1;
 }

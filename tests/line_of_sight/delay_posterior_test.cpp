@@ -13,8 +13,8 @@
 #include "flightpath/line_of_sight/detail/posterior_samples.h"
 #include "tests/support/diffuse_channel.h"
 #include "tests/support/ranging.h"
-#include "tests/support/tones.h"
 #include "tests/support/same_bits.h"
+#include "tests/support/tones.h"
 
 using flightpath::CoarseDelays;
 using flightpath::Complex;
@@ -76,8 +76,8 @@ struct Dense {
       for (std::size_t l = 0; l < n; ++l) {
         Q[k * n + l] = k == l ? 1.0 : 0.0;
         for (std::size_t j = 0; j < tail.shares.size(); ++j) {
-          const auto u = grid.models()[static_cast<std::size_t>(tail.model)].vectors.row(
-              static_cast<int>(j));
+          const auto u =
+              grid.models()[static_cast<std::size_t>(tail.model)].vectors.row(static_cast<int>(j));
           Q[k * n + l] -= tail.shares[j] * Complex(u.re[k], u.im[k]) * Complex(u.re[l], -u.im[l]);
         }
       }

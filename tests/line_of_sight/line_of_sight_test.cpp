@@ -49,10 +49,9 @@ std::vector<DirectPath> estimate(const Samples& samples, const LineOfSightOption
 std::vector<double> numbers(const std::vector<DirectPath>& paths) {
   std::vector<double> all;
   for (const DirectPath& p : paths) {
-    all.insert(all.end(),
-               {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
-                p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                static_cast<double>(p.Result)});
+    all.insert(all.end(), {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m,
+                           p.Probability, p.RicianFactor_dB, p.Decay_s, p.NoisePower,
+                           p.ProfileMisfit, static_cast<double>(p.Result)});
   }
   return all;
 }
@@ -352,12 +351,11 @@ TEST(LineOfSight, ABatchThatIsStoppedKeepsWhatWasFinished) {
   LineOfSight lineOfSight(64, options());
   const auto all = lineOfSight.estimate({batch, 64});
   std::size_t stoppedAt = 0;
-  const auto stopped =
-      lineOfSight.estimate({batch, 64}, [&](std::size_t done, std::size_t total) {
-        EXPECT_EQ(total, 400U);
-        stoppedAt = done;
-        return false;
-      });
+  const auto stopped = lineOfSight.estimate({batch, 64}, [&](std::size_t done, std::size_t total) {
+    EXPECT_EQ(total, 400U);
+    stoppedAt = done;
+    return false;
+  });
   ASSERT_GT(stoppedAt, 0U) << "the batch took less than 50 ms";
   ASSERT_EQ(stopped.size(), stoppedAt);
   EXPECT_LT(stopped.size(), 400U);
@@ -390,9 +388,13 @@ TEST(LineOfSight, SettingsThatMakeNoSenseAreRefused) {
   EXPECT_EQ(with([](auto& how) { how.SnapshotsPerEstimate = 0; }),
             "LineOfSight: SnapshotsPerEstimate is not within 1 ... 65535");
   EXPECT_EQ(with([](auto& how) { how.Threads = 1025; }), "LineOfSight: Threads is above 1024");
-  EXPECT_EQ(with([](auto& how) { how.Tones = {1, 2, 3, 4, 5}; }),
+  EXPECT_EQ(with([](auto& how) {
+              how.Tones = {1, 2, 3, 4, 5};
+            }),
             "LineOfSight: Tones: there are 5 for rows of 64 samples");
-  EXPECT_EQ(with([](auto& how) { how.Tones = {1, 2, 2, 3}; }),
+  EXPECT_EQ(with([](auto& how) {
+              how.Tones = {1, 2, 2, 3};
+            }),
             "Tones: a tone is repeated at position 2");
   EXPECT_EQ(with([](auto& how) {
               how.EarliestDistance = 5.0;

@@ -13,9 +13,9 @@
 #include "tests/support/tones.h"
 
 using flightpath::Complex;
-using flightpath::tailModel;
 using flightpath::TailGrid;
 using flightpath::TailHypothesis;
+using flightpath::tailModel;
 using flightpath::TailModel;
 using flightpath::ToneSet;
 

@@ -5,8 +5,9 @@ import subprocess
 import sys
 import typing
 
-ROOM_OF_FILE = re.compile(r"^diff --git a/flightpath/(\w+)/", re.MULTILINE)
-# Everything that the mistakes are made in is reached through this room.
+# A folder of flightpath/, or examples/, whose tests are a program like those of a room.
+ROOM_OF_FILE = re.compile(r"^diff --git a/(?:flightpath/)?(\w+)/", re.MULTILINE)
+# Everything in the library that the mistakes are made in is reached through this room.
 LAST_ROOM = "ranging"
 
 

@@ -65,8 +65,7 @@ class Scratch:
              "-DCMAKE_BUILD_TYPE=Debug",
              "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -D_GLIBCXX_ASSERTIONS -fsanitize=undefined "
              "-fno-sanitize-recover=all",
-             "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
-             "-DFLIGHTPATH_BUILD_EXAMPLES=OFF"],
+             "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"],
             check=True, stdout=subprocess.DEVNULL)
 
     def builds(self, room):

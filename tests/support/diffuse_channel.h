@@ -38,16 +38,14 @@ inline std::vector<std::complex<double>> measureDiffuse(const DiffuseChannel& ch
     for (int i = 0; i < count; ++i) {
       delays_s.push_back(delay(random));
       const double re = normal(random);
-      amplitudes.push_back(std::complex<double>(re, normal(random)) /
-                           std::sqrt(count * (1.0 + K)));
+      amplitudes.push_back(std::complex<double>(re, normal(random)) / std::sqrt(count * (1.0 + K)));
     }
     for (const int t : tones) {
       const double re = normal(random);
       std::complex<double> sample =
           std::sqrt(channel.noisePower) * std::complex<double>(re, normal(random));
       for (std::size_t p = 0; p < delays_s.size(); ++p) {
-        const double turns =
-            (channel.distance_m / speedOfLight_mps + delays_s[p]) * spacing_Hz * t;
+        const double turns = (channel.distance_m / speedOfLight_mps + delays_s[p]) * spacing_Hz * t;
         sample += amplitudes[p] * std::polar(1.0, -2.0 * std::numbers::pi * turns);
       }
       samples.push_back(sample);

@@ -47,10 +47,10 @@ class CoarseDelays {
   int numRows_;
   DelayWindow window_;
   ForwardTransform transform_;
-  std::vector<float> re_, im_, power_;                  // of one transform
-  std::vector<float> directRe_, directIm_;              // of the steering vector
-  std::vector<std::vector<float>> linearRe_, linearIm_; // s^H Q z for each strength of a model
-  std::vector<std::vector<float>> captured_;            // per hypothesis, energy that it explains
+  std::vector<float> re_, im_, power_;                   // of one transform
+  std::vector<float> directRe_, directIm_;               // of the steering vector
+  std::vector<std::vector<float>> linearRe_, linearIm_;  // s^H Q z for each strength of a model
+  std::vector<std::vector<float>> captured_;             // per hypothesis, energy that it explains
   std::vector<float> scores_;
   std::vector<float> highest_;
   std::vector<std::size_t> peaks_;

@@ -34,8 +34,7 @@ class DelayPosterior {
   /// The samples of the next estimate, not whitened, one row after the other.
   ///
   /// highest  `CoarseDelays::highest`: tails that have no chance are left out from the beginning
-  void take(std::span<const double> re, std::span<const double> im,
-            std::span<const float> highest);
+  void take(std::span<const double> re, std::span<const double> im, std::span<const float> highest);
 
   Point at(double frequency);
 

@@ -121,8 +121,7 @@ bool PosteriorSamples::splitNext() {
 /// Adds a point beyond one end where the density still counts there. False: it does not.
 bool PosteriorSamples::extend(bool upwards) {
   const Point end = upwards ? points_.back() : points_.front();
-  const bool isAtBound =
-      bounds_ && end.frequency == (upwards ? bounds_->last() : bounds_->first());
+  const bool isAtBound = bounds_ && end.frequency == (upwards ? bounds_->last() : bounds_->first());
   const double span = points_.back().frequency - points_.front().frequency;
   if (end.logAll < points_[best()].logAll - depth || isAtBound || span > 1.0 - step_) {
     return false;
@@ -158,7 +157,7 @@ bool PosteriorSamples::isGap(std::size_t interval) const { return width(interval
 
 /// The derivative at a point: that of the parabola through it and its neighbours, or of the chord where
 /// it has but one.
-double PosteriorSamples::tangent(std::size_t point, double Point::* value) const {
+double PosteriorSamples::tangent(std::size_t point, double Point::*value) const {
   const bool hasLower = point > 0 && !isGap(point - 1);
   const bool hasUpper = point + 1 < points_.size() && !isGap(point);
   const auto chord = [&](std::size_t i) {
@@ -174,7 +173,7 @@ double PosteriorSamples::tangent(std::size_t point, double Point::* value) const
 
 /// Hermite's cubic through two points, at a share of their distance.
 double PosteriorSamples::interpolate(std::size_t interval, double share,
-                                     double Point::* value) const {
+                                     double Point::*value) const {
   const double w = width(interval);
   const double rest = 1.0 - share;
   const double third = w / 3.0;
@@ -201,12 +200,13 @@ void PosteriorSamples::refine() {
 }
 
 /// By the trapezoidal rule; nothing lies in the gap between two peaks but their ends.
-double PosteriorSamples::logIntegral(double Point::* value) const {
+double PosteriorSamples::logIntegral(double Point::*value) const {
   const double highest = std::ranges::max(fine_, {}, value).*value;
   double sum = 0.0;
   for (std::size_t i = 0; i + 1 < fine_.size(); ++i) {
     const double w = std::min(fine_[i + 1].frequency - fine_[i].frequency, step_);
-    sum += 0.5 * w * (std::exp(fine_[i].*value - highest) + std::exp(fine_[i + 1].*value - highest));
+    sum +=
+        0.5 * w * (std::exp(fine_[i].*value - highest) + std::exp(fine_[i + 1].*value - highest));
   }
   return highest + std::log(sum);
 }

@@ -48,10 +48,10 @@ class PosteriorSamples {
   std::size_t best() const;
   bool isGap(std::size_t interval) const;
   void refine();
-  double interpolate(std::size_t interval, double share, double Point::* value) const;
-  double tangent(std::size_t point, double Point::* value) const;
+  double interpolate(std::size_t interval, double share, double Point::*value) const;
+  double tangent(std::size_t point, double Point::*value) const;
   void integrate();
-  double logIntegral(double Point::* value) const;
+  double logIntegral(double Point::*value) const;
 
   DelayPosterior& posterior_;
   std::optional<DelayWindow> bounds_;

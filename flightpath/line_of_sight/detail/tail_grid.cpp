@@ -39,9 +39,11 @@ TailHypothesis tail(const ToneSet& tones, const TailModel& model, int index, dou
 }  // namespace
 
 TailGrid::TailGrid(const ToneSet& tones, double longestDecay)
-    : variances_{0.1 * tones.count(), 1e0 * tones.count(), 1e2 * tones.count(), 1e4 * tones.count()} {
+    : variances_{0.1 * tones.count(), 1e0 * tones.count(), 1e2 * tones.count(),
+                 1e4 * tones.count()} {
   const double shortest = shortestInCells * tones.cell();
-  const double longest = std::clamp(longestDecay, leastLongestInCells * tones.cell(), mostLongestInCells * tones.cell());
+  const double longest = std::clamp(longestDecay, leastLongestInCells * tones.cell(),
+                                    mostLongestInCells * tones.cell());
   const double step = std::pow(longest / shortest, 1.0 / (numDecays - 1));
   hypotheses_.push_back(noTail(tones));
   double decay = shortest;

@@ -5,6 +5,7 @@
 
 #include "flightpath/api/detail/distance.h"
 #include "flightpath/api/detail/speed_of_light.h"
+#include "flightpath/ranging/detail/distance_scale.h"
 
 namespace flightpath {
 namespace {
@@ -18,7 +19,7 @@ std::optional<int> forcedCount(const RangingOptions& options) {
   return static_cast<int>(*options.NumPaths);
 }
 
-/// The normalised frequency of a distance.
+/// The normalised frequency of a distance that the signal travels once.
 std::optional<double> normalised(std::optional<double> distance_m, double spacing_Hz) {
   if (!distance_m) {
     return {};
@@ -31,8 +32,9 @@ LikelihoodSettings likelihoodSettings(const RangingOptions& options) {
   how.falseAlarm = options.FalseAlarm;
   how.modelError = options.ModelError ? std::pow(10.0, *options.ModelError / 10.0) : 0.0;
   how.numPaths = forcedCount(options);
-  how.earliest = normalised(options.EarliestDistance, options.SubcarrierSpacing);
-  how.latest = normalised(options.LatestDistance, options.SubcarrierSpacing);
+  const double spacing_Hz = options.SubcarrierSpacing * travelPerDistance(options);
+  how.earliest = normalised(options.EarliestDistance, spacing_Hz);
+  how.latest = normalised(options.LatestDistance, spacing_Hz);
   how.snapshots = static_cast<int>(options.SnapshotsPerEstimate);
   return how;
 }
@@ -59,6 +61,8 @@ MeasurementRanger::MeasurementRanger(std::uint32_t numSubcarriers, const Ranging
                                      const ToneLayout& layout)
     : spacing_Hz_(options.SubcarrierSpacing),
       stride_(layout.stride),
+      travel_(travelPerDistance(options)),
+      range_m_(distancePerPeriod(spacing_Hz_, options)),
       intervalLevel_(options.IntervalLevel),
       samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate)) {
   if (usesMusic(options, layout)) {
@@ -78,14 +82,16 @@ EstimateInfo MeasurementRanger::estimate(const CsiRows& rows, std::size_t firstR
   if (!samples_.take(rows, firstRow)) {
     return {0, Outcome::BadSamples};
   }
-  return fit_ == nullptr ? reportMusic(found) : reportLikelihood(found);
+  EstimateInfo info = fit_ == nullptr ? reportMusic(found) : reportLikelihood(found);
+  info.PhaseOnly = samples_.isPhaseOnly();
+  return info;
 }
 
 EstimateInfo MeasurementRanger::reportMusic(Findings& found) {
   const EstimateInfo info = music_->find(samples_);
   const auto spacing_Hz = static_cast<float>(spacing_Hz_ * stride_);
   for (const FoundPath& path : music_->paths()) {
-    found.paths.push_back(pathAt(toDistance(path.frequency, spacing_Hz), path.peakValue));
+    found.paths.push_back(pathAt(toDistance(path.frequency, spacing_Hz) / travel_, path.peakValue));
     found.amplitudes.insert(found.amplitudes.end(), static_cast<std::size_t>(samples_.numRows()),
                             {notANumber, notANumber});
   }
@@ -125,26 +131,24 @@ EstimateInfo MeasurementRanger::reportLikelihood(Findings& found) {
 
 Path MeasurementRanger::pathOfFit(std::size_t p) {
   const LikelyPath& found = fit_->paths()[p];
-  const double range_m = exactSpeedOfLight_mps / spacing_Hz_;
   // Power and scale each within the range of a double, though their quotient may leave it.
   const double power_dB = decibels(found.power) - 2.0 * decibels(samples_.scale());
-  Path path = pathAt(found.frequency * range_m, static_cast<float>(power_dB));
-  path.Deviation_m = found.deviation * range_m;
+  Path path = pathAt(found.frequency * range_m_, static_cast<float>(power_dB));
+  path.Deviation_m = found.deviation * range_m_;
   path.SNR_dB = decibels(found.power / fit_->report().noisePower);
   if (intervalLevel_) {
     const DelayInterval interval = fit_->interval(static_cast<int>(p), *intervalLevel_);
-    path.Lower_m = interval.earliest * range_m;
-    path.Upper_m = interval.latest * range_m;
+    path.Lower_m = interval.earliest * range_m_;
+    path.Upper_m = interval.latest * range_m_;
   }
   return path;
 }
 
 void MeasurementRanger::reportCovariances(Findings& found) const {
-  const double range_m = exactSpeedOfLight_mps / spacing_Hz_;
   const int count = static_cast<int>(fit_->paths().size());
   for (int p = 0; p < count; ++p) {
     for (int q = 0; q < count; ++q) {
-      found.covariances_m2.push_back(fit_->covariance(p, q) * range_m * range_m);
+      found.covariances_m2.push_back(fit_->covariance(p, q) * range_m_ * range_m_);
     }
   }
 }

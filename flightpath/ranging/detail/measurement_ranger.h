@@ -39,6 +39,8 @@ class MeasurementRanger {
 
   double spacing_Hz_;
   int stride_;
+  double travel_;   // per metre of distance
+  double range_m_;  // per period of neighbours by index
   std::optional<double> intervalLevel_;
   SampleBlock samples_;
   std::unique_ptr<MusicPaths> music_;

@@ -23,6 +23,7 @@ void PathSetWriter::clear(const RangingContext& context, std::size_t rowsPerEsti
   out_.residualStructures_.clear();
   out_.weakestMargins_.clear();
   out_.nextMargins_.clear();
+  out_.phaseOnly_.clear();
 }
 
 void PathSetWriter::append(std::span<const EstimateRecord> records) {
@@ -35,6 +36,7 @@ void PathSetWriter::append(std::span<const EstimateRecord> records) {
     out_.residualStructures_.push_back(record.info.ResidualStructure);
     out_.weakestMargins_.push_back(record.info.WeakestMargin);
     out_.nextMargins_.push_back(record.info.NextMargin);
+    out_.phaseOnly_.push_back(record.info.PhaseOnly ? 1 : 0);
   }
 }
 

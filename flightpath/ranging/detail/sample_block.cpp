@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "flightpath/ranging/detail/phase_only.h"
+
 namespace flightpath {
 namespace {
 
@@ -61,6 +63,15 @@ bool SampleBlock::take(const CsiRows& rows, std::size_t first) {
   scale_ = powerOfTwoScale(std::max(largestMagnitude(re_), largestMagnitude(im_)));
   for (std::vector<double>* const parts : {&re_, &im_}) {
     std::ranges::for_each(*parts, [this](double& part) { part *= scale_; });
+  }
+  return true;
+}
+
+bool SampleBlock::isPhaseOnly() const {
+  for (int row = 0; row < numRows_; ++row) {
+    if (!flightpath::isPhaseOnly(re(row), im(row))) {
+      return false;
+    }
   }
   return true;
 }

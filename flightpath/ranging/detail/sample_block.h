@@ -29,6 +29,9 @@ class SampleBlock {
   std::span<const double> re() const { return re_; }
   std::span<const double> im() const { return im_; }
 
+  /// Whether every row carries phase alone.
+  bool isPhaseOnly() const;
+
   /// The power of two that the samples were multiplied by.
   double scale() const { return scale_; }
 
