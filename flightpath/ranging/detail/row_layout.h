@@ -7,6 +7,14 @@
 
 namespace flightpath {
 
+/// How many rows there are.
+///
+/// caller  begins the messages: "Ranger::estimate"
+///
+/// Errors: std::invalid_argument, saying what was given and what is wanted, for rows that are empty, overlap,
+/// are incomplete or null.
+std::size_t countRows(const CsiRows& rows, const char* caller);
+
 /// How many estimates the rows make.
 ///
 /// Errors: std::invalid_argument, saying what was given and what is wanted, for rows that are not
