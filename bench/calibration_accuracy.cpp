@@ -143,7 +143,8 @@ Score run(const Scenario& scenario, const std::vector<Complex>& response, int nu
     std::vector<Complex> row;
     measure(response, pathDelay_s, random, row);
     const double delay_s = pathDelay_s + (scenario.use == Use::Nothing ? receiverDelay_s : 0.0);
-    judge(range(row, calibration, scenario.use)[0], delay_s, score);
+    const flightpath::PathSet found = range(row, calibration, scenario.use);
+    judge(found[0], delay_s, score);
   }
   return score;
 }
@@ -172,12 +173,11 @@ int main(int argc, char** argv) {
   std::printf("bound %.4f ns\n\n", 1e9 * bound);
   std::puts("| references | found | error | error/CRB | deviation | 1 | 2 | 3 |");
   std::puts("|---|---|---|---|---|---|---|---|");
-  for (const Scenario& scenario : {Scenario{"no calibration", 0, Use::Nothing},
-                                   Scenario{"1", 1, Use::Everything},
-                                   Scenario{"4", 4, Use::Everything},
-                                   Scenario{"16", 16, Use::Everything},
-                                   Scenario{"1000", 1000, Use::Everything},
-                                   Scenario{"1000, without the weights", 1000, Use::Corrections}}) {
+  for (const Scenario& scenario :
+       {Scenario{"no calibration", 0, Use::Nothing}, Scenario{"1", 1, Use::Everything},
+        Scenario{"4", 4, Use::Everything}, Scenario{"16", 16, Use::Everything},
+        Scenario{"1000", 1000, Use::Everything},
+        Scenario{"1000, without the weights", 1000, Use::Corrections}}) {
     print(scenario, run(scenario, response, numTrials), bound);
   }
   return 0;
