@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numbers>
 #include <numeric>
 #include <span>
@@ -131,15 +132,11 @@ const CalibrationRecord none;
 
 }  // namespace
 
-Calibration::Calibration() = default;
+/// Shares one that lives as long as the library: nothing is allocated.
+Calibration::Calibration() : record_(std::shared_ptr<void>(), &none) {}
 Calibration::~Calibration() = default;
 Calibration::Calibration(const Calibration&) = default;
 Calibration& Calibration::operator=(const Calibration&) = default;
-Calibration::Calibration(Calibration&&) noexcept = default;
-Calibration& Calibration::operator=(Calibration&&) noexcept = default;
-
-Calibration::Calibration(CalibrationRecord record)
-    : record_(std::make_shared<const CalibrationRecord>(std::move(record))) {}
 
 Calibration Calibration::measure(CsiRows references, double subcarrierSpacing, double distance_m,
                                  const std::vector<int>& tones) {
@@ -170,29 +167,31 @@ Calibration Calibration::measure(CsiRows references, double subcarrierSpacing, d
   }
   describe(response, record);
   record.delay_s = delayOf(response, record.tones, subcarrierSpacing);
-  return Calibration(std::move(record));
+  Calibration calibration;
+  calibration.record_ = std::make_shared<const CalibrationRecord>(std::move(record));
+  return calibration;
 }
 
-const CalibrationRecord& Calibration::record() const {
-  return record_ == nullptr ? none : *record_;
-}
-
-bool Calibration::empty() const { return record().numSubcarriers == 0; }
-double Calibration::subcarrierSpacing() const { return record().subcarrierSpacing; }
-std::uint32_t Calibration::numSubcarriers() const { return record().numSubcarriers; }
-const std::vector<int>& Calibration::tones() const { return record().tones; }
-const std::vector<std::size_t>& Calibration::positions() const { return record().positions; }
+bool Calibration::empty() const { return record_->numSubcarriers == 0; }
+double Calibration::subcarrierSpacing() const { return record_->subcarrierSpacing; }
+std::uint32_t Calibration::numSubcarriers() const { return record_->numSubcarriers; }
+const std::vector<int>& Calibration::tones() const { return record_->tones; }
+const std::vector<std::size_t>& Calibration::positions() const { return record_->positions; }
 const std::vector<std::complex<double>>& Calibration::corrections() const {
-  return record().corrections;
+  return record_->corrections;
 }
-const std::vector<double>& Calibration::weights() const { return record().weights; }
-const std::vector<int>& Calibration::missingTones() const { return record().missingTones; }
-double Calibration::delay_s() const { return record().delay_s; }
-std::uint64_t Calibration::numReferences() const { return record().numReferences; }
-std::uint64_t Calibration::numOutliers() const { return record().numOutliers; }
+const std::vector<double>& Calibration::weights() const { return record_->weights; }
+const std::vector<int>& Calibration::missingTones() const { return record_->missingTones; }
+double Calibration::delay_s() const { return record_->delay_s; }
+std::uint64_t Calibration::numReferences() const { return record_->numReferences; }
+std::uint64_t Calibration::numOutliers() const { return record_->numOutliers; }
 
-void Calibration::save(std::ostream& out) const { writeCalibration(record(), out); }
+void Calibration::save(std::ostream& out) const { writeCalibration(*record_, out); }
 
-Calibration Calibration::load(std::istream& in) { return Calibration(readCalibration(in)); }
+Calibration Calibration::load(std::istream& in) {
+  Calibration calibration;
+  calibration.record_ = std::make_shared<const CalibrationRecord>(readCalibration(in));
+  return calibration;
+}
 
 }  // namespace flightpath

@@ -35,9 +35,10 @@ struct CalibrationRecord;
 ///   options.Calibration = calibration;
 ///   Ranger ranger(64, options);  // takes rows as measured
 ///
-/// The noise of the references stays in r: n references of the same SNR as the measurements leave a
-/// random error of the distances that is about 1 + 1 / 2n of what exact corrections leave
-/// (docs/calibration.md). This part is the same in all measurements, so their deviations do not hold it.
+/// The noise of the references stays in r: n references of the SNR of the measurements make errors of
+/// sqrt(1 + 1 / n) times those that exact corrections leave. A Ranger's deviations say so, since its
+/// residual shows it; but this part is the same in all measurements, and their mean keeps it
+/// (docs/calibration.md).
 ///
 /// A value: copies share what was measured, and are cheap. Any number of threads may read one.
 class FLIGHTPATH_API Calibration {
@@ -47,8 +48,6 @@ class FLIGHTPATH_API Calibration {
   ~Calibration();
   Calibration(const Calibration&);
   Calibration& operator=(const Calibration&);
-  Calibration(Calibration&&) noexcept;  // the other is none then
-  Calibration& operator=(Calibration&&) noexcept;
 
   /// From reference rows of one receiver.
   ///
@@ -122,10 +121,7 @@ class FLIGHTPATH_API Calibration {
   static Calibration load(std::istream& in);
 
  private:
-  explicit Calibration(CalibrationRecord record);
-  const CalibrationRecord& record() const;
-
-  std::shared_ptr<const CalibrationRecord> record_;
+  std::shared_ptr<const CalibrationRecord> record_;  // never null
 };
 
 }  // namespace flightpath

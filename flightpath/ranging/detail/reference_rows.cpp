@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numeric>
 #include <span>
 
@@ -52,9 +53,9 @@ double median(std::vector<double> values) {
 
 double farthest(const std::vector<double>& residuals) {
   const double middle = median(residuals);
-  std::vector<double> distances;
-  for (const double residual : residuals) {
-    distances.push_back(std::fabs(residual - middle));
+  std::vector<double> distances = residuals;
+  for (double& distance : distances) {
+    distance = std::fabs(distance - middle);
   }
   const double deviation = deviationsPerMedian * median(distances);
   return std::max({middle + mostDeviations * deviation, 2.0 * middle, leastResidual});

@@ -4,7 +4,7 @@
 #include <numeric>
 #include <sstream>
 #include <stdexcept>
-#include <string>
+#include <utility>
 
 #include "flightpath/likelihood/tone_set.h"
 
