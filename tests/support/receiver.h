@@ -35,7 +35,8 @@ inline ComplexRows measureThrough(const ComplexRows& response, const std::vector
                                   double distance_m, double noisePower, unsigned seed,
                                   int rows = 1) {
   std::mt19937_64 random(seed);
-  std::normal_distribution<double> noise(0.0, std::sqrt(noisePower / 2.0));
+  std::normal_distribution<double> normal;
+  const double deviation = std::sqrt(noisePower / 2.0);
   std::uniform_real_distribution<double> turns(0.0, 1.0);
   ComplexRows samples;
   for (int row = 0; row < rows; ++row) {
@@ -43,10 +44,10 @@ inline ComplexRows measureThrough(const ComplexRows& response, const std::vector
     const double phase = 2.0 * std::numbers::pi * turns(random);
     for (std::size_t k = 0; k < tones.size(); ++k) {
       const double delay = tones[k] * spacing_Hz * distance_m / speedOfLight_mps;
-      const double re = noise(random);
+      const double re = deviation * normal(random);
       samples.push_back(std::sqrt(power) *
                         (std::polar(1.0, phase - 2.0 * std::numbers::pi * delay) * response[k] +
-                         std::complex<double>(re, noise(random))));
+                         std::complex<double>(re, deviation * normal(random))));
     }
   }
   return samples;
