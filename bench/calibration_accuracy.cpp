@@ -150,9 +150,13 @@ Score run(const Scenario& scenario, const std::vector<Complex>& response, int nu
 }
 
 void print(const Scenario& scenario, const Score& score, double bound) {
+  if (score.found == 0) {
+    std::printf("| %s | 0.0 %% | - | - | - | - | - | - |\n", scenario.name.c_str());
+    return;
+  }
   const double error_s = std::sqrt(score.squares_s2 / score.found);
   const double deviation_s = std::sqrt(score.variances_s2 / score.found);
-  const auto percent = [](int part, int whole) { return whole > 0 ? 100.0 * part / whole : NAN; };
+  const auto percent = [](int part, int whole) { return 100.0 * part / whole; };
   std::printf("| %s | %.1f %% | %.3f ns | %.2f | %.3f ns | %.1f | %.1f | %.1f |\n",
               scenario.name.c_str(), percent(score.found, score.trials), 1e9 * error_s,
               error_s / bound, 1e9 * deviation_s, percent(score.within[0], score.found),
