@@ -112,7 +112,8 @@ class Reader {
       readTone(record, position);
     }
     expect(lastLine);
-    check(record.numSubcarriers == 0 || record.tones.size() >= 2, "fewer than two of the tones are not missing");
+    check(record.numSubcarriers == 0 || record.tones.size() >= 2,
+          "fewer than two of the tones are not missing");
     return record;
   }
 
