@@ -54,7 +54,8 @@ class FLIGHTPATH_API Calibration {
   /// references         at least one row; each of N samples, 2 <= N <= 65535
   /// subcarrierSpacing  hertz from one index to the next, finite and above 0
   /// distance_m         d, metres of free space: a cable's length over its velocity factor; finite
-  /// tones              the index of each sample of a row, strictly increasing; empty: 0 ... N - 1
+  /// tones              the index of each sample of a row, strictly increasing, and no farther apart than a
+  ///                    Ranger takes them; empty: 0 ... N - 1
   ///
   /// The response is the strongest eigenvector of the sum of x x^H over the rows, each of unit length:
   /// the mean of the rows, aligned in phase and amplitude, whichever of them comes first. Rows are not
