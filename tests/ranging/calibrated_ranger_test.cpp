@@ -197,14 +197,19 @@ TEST(CalibratedRanger, SamplesOfMissingTonesAreNotLookedAt) {
   EXPECT_EQ(refused[0].info().Result, flightpath::Outcome::BadSamples);
 }
 
-// EXACT: a power of two in the samples is one in the amplitudes, up to the ends of a double, where
-// products with corrections would leave it.
+// EXACT: a power of two in the samples is one in the amplitudes, up to the ends of a double: a large
+// sample of a weak tone would leave it if it were corrected in its own unit.
 TEST(CalibratedRanger, TheUnitOfTheSamplesDoesNotMatter) {
   const std::vector<int> tones = range(0, 31);
-  Ranger ranger(32, with(calibrate(tones)));
-  const ComplexRows row = measureThrough(ripplingResponse(tones), tones, 20.0, 0.01, 5);
+  const Calibration calibration = calibrate(tones);
+  RangingOptions how = with(calibration);
+  how.NumPaths = 1;
+  Ranger ranger(32, how);
+  ComplexRows row = measureThrough(ripplingResponse(tones), tones, 20.0, 0.01, 5);
+  row[0] = {2.5, 2.5};
   const PathSet expected = ranger.estimate(row);
-  for (const double unit : {0x1p1021, 0x1p-900}) {
+  ASSERT_GT(std::abs(calibration.corrections()[0]), 2.0);
+  for (const double unit : {0x1p1022, 0x1p-900}) {
     ComplexRows scaled = row;
     for (std::complex<double>& z : scaled) {
       z *= unit;
