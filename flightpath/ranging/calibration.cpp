@@ -152,7 +152,6 @@ Calibration Calibration::measure(CsiRows references, double subcarrierSpacing, d
     refuse("references: none of ", numRows, " rows is finite and has a sample that is not zero");
   }
   rows.dropOutliers();
-  rows.dropOutliers();  // which the first ones may have hidden
   std::vector<Complex> samples = rows.mean();
   divideOut(samples, indices, subcarrierSpacing * distance_m / exactSpeedOfLight_mps);
 

@@ -217,7 +217,7 @@ TEST(Calibration, AMajorityDecidesWhatAnOutlierIs) {
   EXPECT_EQ(calibrate(joined(one, other), tones).numOutliers(), 0U);
 }
 
-// MODEL: beside an outlier that is farther away, a nearer one is seen at the second look.
+// MODEL: beside two that are of something else, one of 15 dB more noise is seen too.
 TEST(Calibration, AFarOutlierDoesNotHideANearOne) {
   const std::vector<int> tones = range(0, 63);
   const ComplexRows response = ripplingResponse(tones);
