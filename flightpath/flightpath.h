@@ -21,6 +21,7 @@
 #include "flightpath/music/signal_count.h"
 #include "flightpath/music/smoothing.h"
 #include "flightpath/music/tof_result.h"
+#include "flightpath/ranging/calibration.h"
 #include "flightpath/ranging/csi_rows.h"
 #include "flightpath/ranging/path.h"
 #include "flightpath/ranging/path_set.h"

@@ -22,7 +22,7 @@ namespace flightpath {
 /// ProfileMisfit   what is left of the samples once path, tail and noise are accounted for: its
 ///                 periodogram's mean over its noise level. Around 1 where the profile fits, well above
 ///                 where it does not, as `EstimateInfo::ResidualStructure`
-/// Result          Found, NoSignal (noise alone explains the samples better) or BadSamples
+/// Result          Found, NoSignal (noise alone explains the samples better), BadSamples, or PhaseOnly
 struct DirectPath {
   double Distance_m = std::numeric_limits<double>::quiet_NaN();
   double Delay_s = std::numeric_limits<double>::quiet_NaN();

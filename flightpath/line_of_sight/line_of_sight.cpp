@@ -2,14 +2,13 @@
 
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 #include <stdexcept>
-#include <string>
 
 #include "flightpath/line_of_sight/detail/direct_path_fit.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
 #include "flightpath/ranging/detail/row_layout.h"
 #include "flightpath/ranging/detail/thread_team.h"
+#include "flightpath/ranging/detail/tone_layout.h"
 #include "flightpath/runtime/detail/float_environment.h"
 #include "flightpath/toolbox/detail/blas.h"
 
@@ -42,19 +41,28 @@ void check(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
   }
 }
 
+/// What a Ranger has too, for the rules that both share.
+RangingOptions shared(const LineOfSightOptions& options) {
+  RangingOptions same;
+  same.SubcarrierSpacing = options.SubcarrierSpacing;
+  same.SnapshotsPerEstimate = options.SnapshotsPerEstimate;
+  same.Tones = options.Tones;
+  same.Weights = options.Weights;
+  same.Calibration = options.Calibration;
+  same.RoundTrip = options.RoundTrip;
+  same.EarliestDistance = options.EarliestDistance;
+  same.LatestDistance = options.LatestDistance;
+  same.IntervalLevel = options.IntervalLevel;
+  return same;
+}
+
 ToneSet toneSet(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
   check(numSubcarriers, options);
-  std::vector<int> tones = options.Tones;
-  if (tones.empty()) {
-    tones.resize(numSubcarriers);
-    std::iota(tones.begin(), tones.end(), 0);
+  const MeasuredTones tones = measuredTones(numSubcarriers, shared(options));
+  if (tones.indices.size() < fewestSubcarriers) {
+    throw std::invalid_argument("LineOfSight: the calibration leaves fewer than 4 tones");
   }
-  ToneSet set(tones, options.Weights);
-  if (tones.size() != numSubcarriers) {
-    throw std::invalid_argument("LineOfSight: Tones: there are " + std::to_string(tones.size()) +
-                                " for rows of " + std::to_string(numSubcarriers) + " samples");
-  }
-  return set;
+  return {tones.indices, tones.weights};
 }
 
 }  // namespace
@@ -63,7 +71,7 @@ ToneSet toneSet(std::uint32_t numSubcarriers, const LineOfSightOptions& options)
 class LineOfSight::Batch {
  public:
   Batch(std::uint32_t numSubcarriers, const LineOfSightOptions& options)
-      : Batch(options, toneSet(numSubcarriers, options)) {}
+      : Batch(numSubcarriers, options, toneSet(numSubcarriers, options)) {}
 
   void estimate(const CsiRows& rows, std::vector<DirectPath>& out, const Progress& progress) {
     out.clear();
@@ -85,15 +93,16 @@ class LineOfSight::Batch {
   }
 
  private:
-  Batch(const LineOfSightOptions& options, const ToneSet& tones)
-      : numSubcarriers_(static_cast<std::uint32_t>(tones.count())),
+  Batch(std::uint32_t numSubcarriers, const LineOfSightOptions& options, const ToneSet& tones)
+      : numSubcarriers_(numSubcarriers),
         snapshots_(options.SnapshotsPerEstimate),
         team_(options.Threads) {
     const double spacing_Hz = options.SubcarrierSpacing * tones.stride();
     blas::useOneThread();
     const auto grid = std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
     for (unsigned i = 0; i < team_.size(); ++i) {
-      fits_.push_back(std::make_unique<DirectPathFit>(tones, grid, options));
+      fits_.push_back(std::make_unique<DirectPathFit>(numSubcarriers, tones, grid, shared(options),
+                                                      options.AcceptPhaseOnly));
     }
   }
 

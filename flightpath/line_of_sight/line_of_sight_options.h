@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "flightpath/ranging/calibration.h"
+
 namespace flightpath {
 
 /// The settings of a `LineOfSight`, fixed when it is made.
@@ -12,7 +14,11 @@ namespace flightpath {
 /// SnapshotsPerEstimate  how many consecutive rows share delay and profile and give one answer (antennas,
 ///                       packets in quick succession), 1 ... 65535
 /// Threads               how many work on a batch, at most 1024; 0: one per core
-/// Tones, Weights        as in `RangingOptions`; at least 4 tones
+/// Tones, Weights,       as in `RangingOptions`; at least 4 tones
+/// Calibration
+/// RoundTrip             as in `RangingOptions`: the delay of the samples is twice that of the distance
+/// AcceptPhaseOnly       whether to answer where the samples carry phase alone, without magnitudes. With more
+///                       than one path such samples have ghosts before the first: refused, unless asked for
 /// EarliestDistance      the window of answers, in metres, as in `RangingOptions`. Without one, half the
 /// LatestDistance        unambiguous range to either side of zero
 /// LongestDecay          seconds, finite and above 0: the longest decay of a tail that is considered.
@@ -25,6 +31,9 @@ struct LineOfSightOptions {
   unsigned Threads = 1;
   std::vector<int> Tones;
   std::vector<double> Weights;
+  flightpath::Calibration Calibration;
+  bool RoundTrip = false;
+  bool AcceptPhaseOnly = false;
   std::optional<double> EarliestDistance;
   std::optional<double> LatestDistance;
   double LongestDecay = 100e-9;

@@ -42,6 +42,7 @@ enum class Outcome : std::uint8_t {
   NoSignal,  // no signal stands out of the noise, none was asked for, or there is but one tone
   NothingAboveThreshold,  // Music counted signals, but no peak of their spectrum passed its threshold
   BadSamples,             // a sample is NaN or infinite
+  PhaseOnly,              // LineOfSight: the samples carry phase alone, and that was not accepted
 };
 
 /// The outcome in words, for messages: "no signal stands out of the noise".
@@ -55,6 +56,8 @@ inline const char* toString(Outcome outcome) {
       return "no peak passed the threshold";
     case Outcome::BadSamples:
       return "a sample is NaN or infinite";
+    case Outcome::PhaseOnly:
+      return "the samples carry phase alone";
   }
   return "unknown";
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -43,8 +44,10 @@ void check(std::uint32_t numSubcarriers, const RangingOptions& options) {
 /// What only one of the methods can do is not left out silently by the other.
 void checkMusic(const RangingOptions& options, const ToneLayout& layout) {
   if (!layout.isEven) {
+    const bool lacksTones = !options.Calibration.missingTones().empty();
     throw std::invalid_argument(
-        "Ranger: Tones has gaps, and Music wants evenly spaced tones: use MaximumLikelihood");
+        "Ranger: Tones" + std::string(lacksTones ? " without those missing in Calibration" : "") +
+        " has gaps, and Music wants evenly spaced tones: use MaximumLikelihood");
   }
   if (!options.Weights.empty() || options.ModelError || options.EarliestDistance ||
       options.LatestDistance || options.IntervalLevel) {
@@ -65,22 +68,23 @@ void checkLikelihood(const RangingOptions& options) {
   }
 }
 
-ToneLayout checkedLayout(std::uint32_t numSubcarriers, const RangingOptions& options) {
+MeasuredTones checkedTones(std::uint32_t numSubcarriers, const RangingOptions& options) {
   check(numSubcarriers, options);
-  const ToneLayout layout = layoutOf(numSubcarriers, options);
+  MeasuredTones tones = measuredTones(numSubcarriers, options);
   if (options.Method == RangingMethod::Music) {
-    checkMusic(options, layout);
+    checkMusic(options, layoutOf(tones));
   } else {
     checkLikelihood(options);
   }
-  return layout;
+  return tones;
 }
 
 RangingContext contextOf(std::uint32_t numSubcarriers, const RangingOptions& options,
-                         const ToneLayout& layout) {
+                         const MeasuredTones& tones) {
+  const ToneLayout layout = layoutOf(tones);
   const double spacing_Hz = options.SubcarrierSpacing * layout.stride;
   const double range_m = distancePerPeriod(spacing_Hz, options);
-  const Resolutions steps = defaultResolutions(static_cast<int>(numSubcarriers), spacing_Hz);
+  const Resolutions steps = defaultResolutions(static_cast<int>(tones.indices.size()), spacing_Hz);
   const double step =
       options.Method == RangingMethod::Music ? static_cast<double>(steps.fine) : 0.0;
   return {numSubcarriers, options.SubcarrierSpacing, range_m, range_m / layout.extent,
@@ -93,7 +97,7 @@ RangingContext contextOf(std::uint32_t numSubcarriers, const RangingOptions& opt
 class Ranger::Batch {
  public:
   Batch(std::uint32_t numSubcarriers, const RangingOptions& options)
-      : Batch(numSubcarriers, options, checkedLayout(numSubcarriers, options)) {}
+      : Batch(numSubcarriers, options, checkedTones(numSubcarriers, options)) {}
 
   void estimate(const CsiRows& rows, PathSet& out, const Progress& progress) {
     PathSetWriter writer(out);
@@ -122,13 +126,13 @@ class Ranger::Batch {
     Findings found;
   };
 
-  Batch(std::uint32_t numSubcarriers, const RangingOptions& options, const ToneLayout& layout)
-      : context_(contextOf(numSubcarriers, options, layout)),
+  Batch(std::uint32_t numSubcarriers, const RangingOptions& options, const MeasuredTones& tones)
+      : context_(contextOf(numSubcarriers, options, tones)),
         snapshots_(options.SnapshotsPerEstimate),
         team_(options.Threads) {
     for (unsigned i = 0; i < team_.size(); ++i) {
       workers_.push_back(
-          std::make_unique<Worker>(Worker{MeasurementRanger(numSubcarriers, options, layout), {}}));
+          std::make_unique<Worker>(Worker{MeasurementRanger(numSubcarriers, options, tones), {}}));
     }
   }
 

@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "flightpath/ranging/calibration.h"
+
 namespace flightpath {
 
 /// How a `Ranger` finds paths.
@@ -30,6 +32,9 @@ enum class RangingMethod : std::uint8_t { Music, MaximumLikelihood };
 /// Tones                 the indices of the subcarriers that a row holds, strictly increasing, with any
 ///                       origin; empty: 0 ... N - 1. `tonesOf` has those of the standards. Music wants
 ///                       them evenly spaced
+/// Calibration           what the receiver adds to every row, to be divided out; of the same spacing, tones
+///                       and length of a row. Its missing tones are left out, and its weights join
+///                       `Weights` (MaximumLikelihood) as a factor; none by default
 ///
 /// MaximumLikelihood alone, otherwise an error:
 ///
@@ -56,6 +61,7 @@ struct RangingOptions {
   unsigned Threads = 1;
   bool RoundTrip = false;
   std::vector<int> Tones;
+  flightpath::Calibration Calibration;
   std::vector<double> Weights;
   double FalseAlarm = 1e-3;
   std::optional<double> ModelError;

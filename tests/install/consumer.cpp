@@ -6,6 +6,7 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <sstream>
 #include <vector>
 
 namespace {
@@ -80,6 +81,22 @@ bool rangesBothWays() {
          std::fabs(found[0][0].Distance_m - trueDistance_m) < 1e-3;
 }
 
+/// A receiver that delays everything by 20 m is told so by a cable of 10 m, kept in a text meanwhile.
+bool rangesWithACalibration() {
+  using flightpath::Calibration;
+  const std::vector<creal32_T> reference = onePath(64, 312500.0);
+  std::stringstream text;
+  Calibration::measure(reference, 312500.0, 10.0).save(text);
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = 312500.0;
+  options.Calibration = Calibration::load(text);
+  const Calibration& calibration = options.Calibration;
+  const flightpath::PathSet found = flightpath::Ranger(64, options).estimate(reference);
+  return found[0].size() == 1 && std::fabs(found[0][0].Distance_m - 10.0) < 1e-3 &&
+         std::fabs(calibration.delay_s() * 299792458.0 - 20.0) < 1e-3 &&
+         calibration.tones().size() == calibration.numSubcarriers();
+}
+
 template <class Function>
 bool resolves(Function function) {
   // Volatile: the comparison has to look at the address that the linker filled in.
@@ -129,6 +146,16 @@ bool freeFunctionsResolve() {
          resolves(&unlockFFTPlanningProcess) && resolves(&initFFTPlanningProcessLock);
 }
 
+bool calibrationResolves() {
+  using flightpath::Calibration;
+  return resolves(&Calibration::empty) && resolves(&Calibration::subcarrierSpacing) &&
+         resolves(&Calibration::numSubcarriers) && resolves(&Calibration::tones) &&
+         resolves(&Calibration::positions) && resolves(&Calibration::corrections) &&
+         resolves(&Calibration::weights) && resolves(&Calibration::missingTones) &&
+         resolves(&Calibration::delay_s) && resolves(&Calibration::numReferences) &&
+         resolves(&Calibration::numOutliers);
+}
+
 bool classesResolve() {
   using coder::internal::fft::fftw::PlanCacheManager;
   using coder::internal::fft::fftw::PlanCacheTraits;
@@ -153,8 +180,8 @@ bool constantsAgree() {
 
 int main() {
   const bool good = findsThePath() && rangesABatch() && rangesThroughGaps() && rangesBothWays() &&
-                    overloadsResolve() && freeFunctionsResolve() && classesResolve() &&
-                    constantsAgree();
+                    rangesWithACalibration() && overloadsResolve() && freeFunctionsResolve() &&
+                    calibrationResolves() && classesResolve() && constantsAgree();
   std::puts(good ? "consumer: everything resolves and the path is found" : "consumer: FAILED");
   return good ? 0 : 1;
 }

@@ -185,7 +185,9 @@ TEST(LineOfSight, BadSamplesAndZerosHaveNoAnswer) {
 
 // MODEL: without noise there is nothing to divide by, and the answer is that of a good measurement.
 TEST(LineOfSight, SamplesWithoutNoiseAreFitted) {
-  const auto found = estimate(measureTones({{55.0, 1.0, 0.7}}, t64, 0.0, 1), options());
+  LineOfSightOptions how = options();
+  how.AcceptPhaseOnly = true;  // one path without noise is nothing else
+  const auto found = estimate(measureTones({{55.0, 1.0, 0.7}}, t64, 0.0, 1), how);
   EXPECT_NEAR(found[0].Distance_m, 55.0, 1e-3);
   EXPECT_TRUE(std::isfinite(found[0].Deviation_m));
   EXPECT_LE(found[0].Lower_m, found[0].Upper_m);
@@ -391,7 +393,7 @@ TEST(LineOfSight, SettingsThatMakeNoSenseAreRefused) {
   EXPECT_EQ(with([](auto& how) {
               how.Tones = {1, 2, 3, 4, 5};
             }),
-            "LineOfSight: Tones: there are 5 for rows of 64 samples");
+            "Tones: there are 5 for rows of 64 samples");
   EXPECT_EQ(with([](auto& how) {
               how.Tones = {1, 2, 2, 3};
             }),
@@ -420,6 +422,61 @@ TEST(LineOfSight, OneThatWasMovedFromSaysSo) {
   EXPECT_EQ(second.estimate(Samples(16)).size(), 1U);
   // NOLINTNEXTLINE(bugprone-use-after-move): that is what is tested.
   EXPECT_THROW(first.estimate(Samples(16)), std::logic_error);
+}
+
+// EXACT: half of everything in metres; the tail is where it was.
+TEST(LineOfSight, RoundTripsHaveOneWayAnswers) {
+  const Samples samples = diffuseBatch(1, 5.0);
+  const DirectPath there = estimate(samples, options())[0];
+  LineOfSightOptions how = options();
+  how.RoundTrip = true;
+  const DirectPath back = estimate(samples, how)[0];
+  EXPECT_EQ(back.Distance_m, 0.5 * there.Distance_m);
+  EXPECT_EQ(back.Delay_s, 0.5 * there.Delay_s);
+  EXPECT_EQ(back.Deviation_m, 0.5 * there.Deviation_m);
+  EXPECT_EQ(back.Upper_m, 0.5 * there.Upper_m);
+  EXPECT_EQ(back.Decay_s, there.Decay_s);
+  EXPECT_EQ(back.Probability, there.Probability);
+  how.LatestDistance = 0.5 * there.Distance_m;
+  EXPECT_LE(estimate(samples, how)[0].Upper_m, 0.5 * there.Distance_m * (1.0 + 1e-12));
+}
+
+// MODEL: what a receiver does to every tone is divided out, and missing tones stay out.
+TEST(LineOfSight, ACalibrationIsApplied) {
+  const auto receive = [](Samples samples) {
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+      const double ripple = 1.0 + 0.6 * std::sin(0.4 * static_cast<double>(k % 64));
+      samples[k] *= std::polar(ripple, -0.9 * static_cast<double>(k % 64));
+      samples[k] = k % 64 == 30 ? 0.0 : samples[k];
+    }
+    return samples;
+  };
+  const Samples references = receive(measureTones({{10.0, 1.0, 0.4}}, t64, 1e-6, 5, 4));
+  LineOfSightOptions how = options();
+  const Samples samples = receive(diffuseBatch(1, 10.0));
+  const DirectPath raw = estimate(samples, how)[0];
+  how.Calibration = flightpath::Calibration::measure({references, 64}, support::spacing_Hz, 10.0);
+  const DirectPath calibrated = estimate(samples, how)[0];
+  EXPECT_NEAR(calibrated.Distance_m, 40.0, 4.0 * calibrated.Deviation_m);
+  EXPECT_LT(calibrated.Deviation_m, 1.0);
+  EXPECT_GT(std::fabs(raw.Distance_m - 40.0), 20.0);
+}
+
+// EXACT: a first path is refused on phases alone, unless it is asked for.
+TEST(LineOfSight, PhaseAloneIsRefusedUnlessAccepted) {
+  Samples samples = diffuseBatch(1, 10.0);
+  for (Complex& z : samples) {
+    z /= std::abs(z);
+  }
+  const DirectPath refused = estimate(samples, options())[0];
+  EXPECT_EQ(refused.Result, Outcome::PhaseOnly);
+  EXPECT_TRUE(std::isnan(refused.Distance_m));
+  EXPECT_STREQ(toString(refused.Result), "the samples carry phase alone");
+  LineOfSightOptions how = options();
+  how.AcceptPhaseOnly = true;
+  const DirectPath accepted = estimate(samples, how)[0];
+  EXPECT_EQ(accepted.Result, Outcome::Found);
+  EXPECT_TRUE(std::isfinite(accepted.Deviation_m));
 }
 
 // MODEL: any number of tones from four on; a strong path is where it is.

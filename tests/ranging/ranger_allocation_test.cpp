@@ -164,3 +164,24 @@ TEST(RangerAllocation, NoneByMaximumLikelihood) {
     }
   }
 }
+
+// EXACT: corrections have their place from the construction on, and copies of a calibration share it.
+TEST(RangerAllocation, NoneWithACalibration) {
+  constexpr std::size_t N = 64;
+  std::vector<std::complex<double>> reference(N, {0.5, 0.25});
+  reference[20] = 0.0;
+  flightpath::RangingOptions options;
+  options.SubcarrierSpacing = spacing_Hz;
+  options.Calibration = flightpath::Calibration::measure(reference, spacing_Hz, 0.0);
+  ASSERT_EQ(options.Calibration.missingTones().size(), 1U);
+  const std::vector<creal32_T> batch = mixedBatch(N);
+  flightpath::Ranger ranger(N, options);
+  flightpath::PathSet out;
+  ranger.estimate({batch, N}, out);
+  const int before = allocations;
+  ranger.estimate({batch, N}, out);
+  EXPECT_EQ(allocations - before, 0);
+  const flightpath::Calibration copy = options.Calibration;
+  EXPECT_EQ(allocations - before, 0);
+  EXPECT_FALSE(copy.empty());
+}

@@ -203,8 +203,8 @@ TEST(Tones, AWindowIsInMetresAlsoWithAStride) {
 TEST(Tones, WhatAreNoTonesIsRefusedByPosition) {
   EXPECT_EQ(refusal(3, over({4, 5, 5})), "Tones: a tone is repeated at position 2");
   EXPECT_EQ(refusal(3, over({4, 2, 5})), "Tones: a tone is out of order at position 1");
-  EXPECT_EQ(refusal(3, over({4, 5})), "Ranger: Tones: there are 2 for rows of 3 samples");
-  EXPECT_EQ(refusal(3, over({4, 5, 6, 7})), "Ranger: Tones: there are 4 for rows of 3 samples");
+  EXPECT_EQ(refusal(3, over({4, 5})), "Tones: there are 2 for rows of 3 samples");
+  EXPECT_EQ(refusal(3, over({4, 5, 6, 7})), "Tones: there are 4 for rows of 3 samples");
   EXPECT_EQ(refusal(3, over({4, 5, 7})), "");
   RangingOptions how = likelihood();
   how.Weights = {1.0, 2.0};

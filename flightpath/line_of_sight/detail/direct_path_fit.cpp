@@ -8,18 +8,19 @@
 
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/likelihood/periodogram_structure.h"
+#include "flightpath/ranging/detail/distance_scale.h"
 
 namespace flightpath {
 namespace {
 
 double decibels(double power) { return 10.0 * std::log10(power); }
 
-bool isBounded(const LineOfSightOptions& options) {
+bool isBounded(const RangingOptions& options) {
   return options.EarliestDistance || options.LatestDistance;
 }
 
 /// In periods.
-DelayWindow windowOf(const LineOfSightOptions& options, double range_m) {
+DelayWindow windowOf(const RangingOptions& options, double range_m) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   return delayWindow(options.EarliestDistance.value_or(-infinity) / range_m,
                      options.LatestDistance.value_or(infinity) / range_m);
@@ -31,14 +32,18 @@ std::size_t residualTransformLength(const ToneSet& tones) {
 
 }  // namespace
 
-DirectPathFit::DirectPathFit(const ToneSet& tones, std::shared_ptr<const TailGrid> grid,
-                             const LineOfSightOptions& options)
+DirectPathFit::DirectPathFit(std::uint32_t numSubcarriers, const ToneSet& tones,
+                             std::shared_ptr<const TailGrid> grid, const RangingOptions& options,
+                             bool acceptPhaseOnly)
     : tones_(tones),
       grid_(std::move(grid)),
-      range_m_(exactSpeedOfLight_mps / (options.SubcarrierSpacing * tones.stride())),
-      intervalLevel_(options.IntervalLevel),
+      travel_(travelPerDistance(options)),
+      range_m_(distancePerPeriod(options.SubcarrierSpacing * tones.stride(), options)),
+      intervalLevel_(*options.IntervalLevel),
+      acceptPhaseOnly_(acceptPhaseOnly),
       window_(windowOf(options, range_m_)),
-      samples_(tones.count(), static_cast<int>(options.SnapshotsPerEstimate)),
+      samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate),
+               options.Calibration),
       whitened_(samples_.numRows(), tones.count()),
       coarse_(tones_, *grid_, samples_.numRows(), window_),
       posterior_(tones_, *grid_, samples_.numRows()),
@@ -53,6 +58,10 @@ DirectPath DirectPathFit::estimate(const CsiRows& rows, std::size_t firstRow) {
   DirectPath direct;
   if (!samples_.take(rows, firstRow)) {
     direct.Result = Outcome::BadSamples;
+    return direct;
+  }
+  if (samples_.isPhaseOnly() && !acceptPhaseOnly_) {
+    direct.Result = Outcome::PhaseOnly;
     return direct;
   }
   const auto isZero = [](double part) { return part == 0.0; };
@@ -120,7 +129,7 @@ void DirectPathFit::reportTail(DirectPath& direct) {
   const double scale = samples_.scale();
   direct.NoisePower = noise / sum / tones_.weightScale() / scale / scale;
   direct.RicianFactor_dB = factor_dB / tails;
-  direct.Decay_s = decay / tails * range_m_ / exactSpeedOfLight_mps;
+  direct.Decay_s = decay / tails * range_m_ * travel_ / exactSpeedOfLight_mps;
   direct.ProfileMisfit = misfit(static_cast<std::size_t>(best - terms.begin()));
 }
 

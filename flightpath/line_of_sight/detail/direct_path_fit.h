@@ -8,18 +8,20 @@
 #include "flightpath/line_of_sight/detail/delay_posterior.h"
 #include "flightpath/line_of_sight/detail/posterior_samples.h"
 #include "flightpath/line_of_sight/direct_path.h"
-#include "flightpath/line_of_sight/line_of_sight_options.h"
 #include "flightpath/ranging/csi_rows.h"
 #include "flightpath/ranging/detail/sample_block.h"
+#include "flightpath/ranging/ranging_options.h"
 
 namespace flightpath {
 
 /// Makes one estimate after another, in its own work space. Each thread of a LineOfSight has one.
 class DirectPathFit {
  public:
-  /// grid  shared by all threads
-  DirectPathFit(const ToneSet& tones, std::shared_ptr<const TailGrid> grid,
-                const LineOfSightOptions& options);
+  /// grid     shared by all threads
+  /// options  with the parts of a LineOfSight's that both have
+  DirectPathFit(std::uint32_t numSubcarriers, const ToneSet& tones,
+                std::shared_ptr<const TailGrid> grid, const RangingOptions& options,
+                bool acceptPhaseOnly);
   DirectPathFit(const DirectPathFit&) = delete;
   DirectPathFit& operator=(const DirectPathFit&) = delete;
 
@@ -34,8 +36,10 @@ class DirectPathFit {
 
   ToneSet tones_;
   std::shared_ptr<const TailGrid> grid_;
+  double travel_;   // per distance
   double range_m_;  // of one period of normalised frequency
   double intervalLevel_;
+  bool acceptPhaseOnly_;
   DelayWindow window_;
   SampleBlock samples_;
   SplitRows whitened_;

@@ -58,22 +58,23 @@ Path pathAt(double distance_m, float peak_dB) {
 }  // namespace
 
 MeasurementRanger::MeasurementRanger(std::uint32_t numSubcarriers, const RangingOptions& options,
-                                     const ToneLayout& layout)
+                                     const MeasuredTones& tones)
     : spacing_Hz_(options.SubcarrierSpacing),
-      stride_(layout.stride),
+      stride_(layoutOf(tones).stride),
       travel_(travelPerDistance(options)),
       range_m_(distancePerPeriod(spacing_Hz_, options)),
       intervalLevel_(options.IntervalLevel),
-      samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate)) {
-  if (usesMusic(options, layout)) {
+      samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate),
+               options.Calibration) {
+  if (usesMusic(options, layoutOf(tones))) {
     music_ =
-        std::make_unique<MusicPaths>(static_cast<int>(numSubcarriers), spacing_Hz_ * stride_,
+        std::make_unique<MusicPaths>(static_cast<int>(tones.indices.size()), spacing_Hz_ * stride_,
                                      MusicPaths::Settings{samples_.numRows(), forcedCount(options),
                                                           options.PhaseSlopeForOnePath});
   }
   if (!isMusic(options)) {
-    fit_ = std::make_unique<LikelihoodFit>(measuredTones(numSubcarriers, options), options.Weights,
-                                           likelihoodSettings(options));
+    fit_ =
+        std::make_unique<LikelihoodFit>(tones.indices, tones.weights, likelihoodSettings(options));
   }
 }
 

@@ -25,7 +25,7 @@ namespace flightpath {
 class MeasurementRanger {
  public:
   MeasurementRanger(std::uint32_t numSubcarriers, const RangingOptions& options,
-                    const ToneLayout& layout);
+                    const MeasuredTones& tones);
 
   /// Estimates the rows from `firstRow` on, as many as share their paths, and appends what it finds.
   EstimateInfo estimate(const CsiRows& rows, std::size_t firstRow, Findings& found);

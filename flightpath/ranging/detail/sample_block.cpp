@@ -2,78 +2,78 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
+#include "flightpath/likelihood/complex_products.h"
 #include "flightpath/ranging/detail/phase_only.h"
+#include "flightpath/ranging/detail/row_samples.h"
 
 namespace flightpath {
 namespace {
-
-/// Parts of a row: n complex samples, real part first.
-template <class Real>
-void copyParts(const Real* samples, std::size_t n, double* re, double* im) {
-  for (std::size_t k = 0; k < n; ++k) {
-    re[k] = static_cast<double>(samples[2 * k]);
-    im[k] = static_cast<double>(samples[2 * k + 1]);
-  }
-}
 
 bool allFinite(std::span<const double> parts) {
   return std::ranges::all_of(parts, [](double part) { return std::isfinite(part); });
 }
 
-double largestMagnitude(std::span<const double> parts) {
-  double largest = 0.0;
-  for (const double part : parts) {
-    largest = std::max(largest, std::fabs(part));
+std::vector<std::size_t> positionsOf(int N, const Calibration& calibration) {
+  if (!calibration.empty()) {
+    return calibration.positions();
   }
-  return largest;
-}
-
-/// What brings numbers of this magnitude to within 1 ... 2, or as near as a double can scale in one
-/// step: double subnormals come to some 2^-74, which is near enough.
-double powerOfTwoScale(double largest) {
-  constexpr int largestExponent = 1000;
-  int exponent = 0;
-  std::frexp(largest, &exponent);
-  return std::ldexp(1.0, std::min(1 - exponent, largestExponent));
+  std::vector<std::size_t> all(static_cast<std::size_t>(N));
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return all;
 }
 
 }  // namespace
 
-SampleBlock::SampleBlock(int N, int numRows)
-    : N_(static_cast<std::size_t>(N)),
+SampleBlock::SampleBlock(int N, int numRows, const Calibration& calibration)
+    : positions_(positionsOf(N, calibration)),
+      corrections_(calibration.corrections()),
       numRows_(numRows),
-      re_(N_ * static_cast<std::size_t>(numRows)),
+      re_(positions_.size() * static_cast<std::size_t>(numRows)),
       im_(re_.size()) {}
 
 bool SampleBlock::take(const CsiRows& rows, std::size_t first) {
+  const std::size_t n = positions_.size();
   for (std::size_t row = 0; row < static_cast<std::size_t>(numRows_); ++row) {
-    const std::size_t from = 2 * (first + row) * rows.rowStride();
-    double* const re = re_.data() + row * N_;
-    double* const im = im_.data() + row * N_;
-    if (rows.precision() == CsiRows::Precision::Single) {
-      copyParts(static_cast<const float*>(rows.data()) + from, N_, re, im);
-    } else {
-      copyParts(static_cast<const double*>(rows.data()) + from, N_, re, im);
-    }
+    readRow(rows, first + row, positions_, std::span(re_).subspan(row * n, n),
+            std::span(im_).subspan(row * n, n));
   }
   if (!allFinite(re_) || !allFinite(im_)) {
     return false;
   }
-  scale_ = powerOfTwoScale(std::max(largestMagnitude(re_), largestMagnitude(im_)));
-  for (std::vector<double>* const parts : {&re_, &im_}) {
-    std::ranges::for_each(*parts, [this](double& part) { part *= scale_; });
+  scale_ = 1.0;
+  rescale();
+  markPhaseOnly();  // as it was received: corrections have magnitudes
+  if (!corrections_.empty()) {
+    correct();  // far from the ends of the range, so that the products are
+    rescale();
   }
   return true;
 }
 
-bool SampleBlock::isPhaseOnly() const {
-  for (int row = 0; row < numRows_; ++row) {
-    if (!flightpath::isPhaseOnly(re(row), im(row))) {
-      return false;
-    }
+void SampleBlock::markPhaseOnly() {
+  isPhaseOnly_ = true;
+  for (int row = 0; row < numRows_ && isPhaseOnly_; ++row) {
+    isPhaseOnly_ = flightpath::isPhaseOnly(re(row), im(row));
   }
-  return true;
+}
+
+void SampleBlock::rescale() {
+  const double factor = powerOfTwoScale(re_, im_);
+  scale_ *= factor;
+  for (std::vector<double>* const parts : {&re_, &im_}) {
+    std::ranges::for_each(*parts, [factor](double& part) { part *= factor; });
+  }
+}
+
+void SampleBlock::correct() {
+  const std::size_t n = corrections_.size();
+  for (std::size_t i = 0; i < re_.size(); ++i) {
+    const Complex corrected = times(corrections_[i % n], {re_[i], im_[i]});
+    re_[i] = corrected.real();
+    im_[i] = corrected.imag();
+  }
 }
 
 }  // namespace flightpath

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "flightpath/ranging/ranging_options.h"
 
@@ -16,11 +17,20 @@ struct ToneLayout {
   bool isEven;  // no gap but the stride
 };
 
-/// The tones that the options state, or 0 ... N - 1.
-std::vector<int> measuredTones(std::uint32_t numSubcarriers, const RangingOptions& options);
+/// Which tones of a row count, and how much: those that the options state, or 0 ... N - 1, but for the ones
+/// that a calibration lacks.
+///
+/// weights  one per index, the user's times the calibration's; empty: all alike
+struct MeasuredTones {
+  std::vector<int> indices;
+  std::vector<double> weights;
+};
 
 /// Errors: std::invalid_argument, naming the position, where the options' tones or weights are not what
-/// `RangingOptions` says, and where they are not one per sample of a row.
-ToneLayout layoutOf(std::uint32_t numSubcarriers, const RangingOptions& options);
+/// `RangingOptions` says, and where they are not one per sample of a row; where the calibration is of
+/// another spacing, other tones or rows of another length.
+MeasuredTones measuredTones(std::uint32_t numSubcarriers, const RangingOptions& options);
+
+ToneLayout layoutOf(const MeasuredTones& measured);
 
 }  // namespace flightpath
