@@ -39,8 +39,8 @@ namespace flightpath {
 ///
 /// **When to take which.** With few discrete paths, in a cable, in a hall with two walls, `Ranger` has a
 /// tenth of the error. Where reflections fill the delays behind the first path, its paths are
-/// mixtures of them and their deviations mean little: then this one has a third to a half of the error,
-/// and an interval that holds. Nothing in the samples tells the two cases apart safely; `ProfileMisfit`
+/// mixtures of them and their deviations mean little: then this one has half of the error, and an
+/// interval that holds. Nothing in the samples tells the two cases apart safely; `ProfileMisfit`
 /// far above 1 says that this model was the wrong one.
 ///
 /// With S = SnapshotsPerEstimate above 1, S consecutive rows share tau, P and T; amplitudes and tails

@@ -24,14 +24,15 @@ inline std::vector<std::complex<double>> measureTones(const std::vector<TonePath
                                                       double noisePower, unsigned seed,
                                                       int rows = 1) {
   std::mt19937_64 random(seed);
-  std::normal_distribution<double> noise(0.0, std::sqrt(noisePower / 2.0));
+  std::normal_distribution<double> normal;
+  const double deviation = std::sqrt(noisePower / 2.0);
   const double mean =
       std::accumulate(tones.begin(), tones.end(), 0.0) / static_cast<double>(tones.size());
   std::vector<std::complex<double>> samples;
   for (int row = 0; row < rows; ++row) {
     for (const int t : tones) {
-      const double re = noise(random);
-      std::complex<double> sample(re, noise(random));
+      const double re = deviation * normal(random);
+      std::complex<double> sample(re, deviation * normal(random));
       for (std::size_t p = 0; p < paths.size(); ++p) {
         const double turns = paths[p].distance_m / speedOfLight_mps * spacing_Hz * (t - mean);
         sample += std::polar(paths[p].amplitude, paths[p].phase_rad +
