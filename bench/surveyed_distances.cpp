@@ -91,7 +91,8 @@ FirstPaths_ns byLineOfSight(const CsiFile& file, const Samples& samples,
   const auto options = optionsFor<flightpath::LineOfSightOptions>(file, magnitudes);
   const auto N = static_cast<std::uint32_t>(magnitudes.size());
   FirstPaths_ns found;
-  for (const flightpath::DirectPath& path : flightpath::LineOfSight(N, options).estimate({samples, N})) {
+  for (const flightpath::DirectPath& path :
+       flightpath::LineOfSight(N, options).estimate({samples, N})) {
     found.push_back(1e9 * path.Delay_s);
   }
   return found;

@@ -143,13 +143,7 @@ void LineOfSight::estimate(CsiRows rows, std::vector<DirectPath>& out, const Pro
     throw std::logic_error("LineOfSight::estimate: this LineOfSight was moved from");
   }
   DefaultFloatEnvironment environment;
-  Progress inTheCallersModes;
-  if (progress) {
-    inTheCallersModes = [&](std::size_t done, std::size_t total) {
-      return environment.callBack([&] { return progress(done, total); });
-    };
-  }
-  batch_->estimate(rows, out, inTheCallersModes);
+  batch_->estimate(rows, out, inCallersModes(progress, environment));
 }
 
 }  // namespace flightpath

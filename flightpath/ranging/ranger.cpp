@@ -192,13 +192,7 @@ void Ranger::estimate(CsiRows rows, PathSet& out, const Progress& progress) {
     throw std::logic_error("Ranger::estimate: this Ranger was moved from");
   }
   DefaultFloatEnvironment environment;
-  Progress inTheCallersModes;
-  if (progress) {
-    inTheCallersModes = [&](std::size_t done, std::size_t total) {
-      return environment.callBack([&] { return progress(done, total); });
-    };
-  }
-  batch_->estimate(rows, out, inTheCallersModes);
+  batch_->estimate(rows, out, inCallersModes(progress, environment));
 }
 
 }  // namespace flightpath

@@ -4,6 +4,15 @@
 
 namespace flightpath {
 
+Progress inCallersModes(const Progress& progress, DefaultFloatEnvironment& environment) {
+  if (!progress) {
+    return {};
+  }
+  return [&](std::size_t done, std::size_t total) {
+    return environment.callBack([&] { return progress(done, total); });
+  };
+}
+
 ProgressPacer::ProgressPacer(const Progress& progress, std::size_t total, std::size_t leastSlice)
     : progress_(progress),
       total_(total),

@@ -4,8 +4,14 @@
 #include <cstddef>
 
 #include "flightpath/ranging/progress.h"
+#include "flightpath/runtime/detail/float_environment.h"
 
 namespace flightpath {
+
+/// The callback, called in the modes of floating point that its caller has set; none where there is none.
+///
+/// progress, environment  must outlive what is returned
+Progress inCallersModes(const Progress& progress, DefaultFloatEnvironment& environment);
 
 /// Cuts a batch into slices between which its progress can be reported: few enough estimates
 /// each to take a quarter to a half of the least time between two reports. Without a callback, all
