@@ -186,7 +186,8 @@ bool isAllowed(const Batch& batch) {
   shared.SubcarrierSpacing = options.SubcarrierSpacing;
   shared.Tones = options.Tones;
   shared.Weights = options.Weights;
-  return fuzz::isAllowedLikelihood(shared, batch.N) &&
+  return options.SubcarrierSpacing > 0.0 && std::isfinite(options.SubcarrierSpacing) &&
+         fuzz::areTones(shared, batch.N) && fuzz::areWeights(shared, batch.N) &&
          fuzz::tonesOf(shared, batch.N).extent() <= 1 << 16 && std::isnormal(rangeOf(batch));
 }
 
