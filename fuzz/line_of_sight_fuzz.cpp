@@ -30,8 +30,8 @@ using fuzz::Row;
 
 constexpr double exactSpeedOfLight_mps = 299792458.0;
 
-/// Estimates over a longer extent, in strides, take seconds.
-constexpr std::int64_t longest = 1024;
+/// Estimates over a longer extent, in strides, take long.
+constexpr std::int64_t longest = 256;
 
 struct Batch {
   std::uint32_t N = 4;
