@@ -17,11 +17,12 @@ namespace flightpath {
 /// Probability     that there is a direct path at all, and not the tail alone; 1/2 before the samples
 ///                 are seen
 /// RicianFactor_dB power of the direct path over that of the tail, in dB: posterior mean, given a tail
-/// Decay_s         decay time of the tail's power: posterior mean, given a tail
+/// Decay_s         decay time of the tail's power: posterior mean, given a tail. Both are NaN where the
+///                 samples rule a tail out: it would be less likely than exp(-25)
 /// NoisePower      per sample of a tone of weight 1, in the samples' unit squared
 /// ProfileMisfit   what is left of the samples once path, tail and noise are accounted for: its
 ///                 periodogram's mean over its noise level. Around 1 where the profile fits, well above
-///                 where it does not, as `EstimateInfo::ResidualStructure`
+///                 where it does not, as `EstimateInfo::ResidualStructure`; 1 where nothing is left at all
 /// Result          Found, NoSignal (noise alone explains the samples better), BadSamples, or PhaseOnly
 struct DirectPath {
   double Distance_m = std::numeric_limits<double>::quiet_NaN();

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "flightpath/line_of_sight/detail/direct_path_fit.h"
+#include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
 #include "flightpath/ranging/detail/row_layout.h"
 #include "flightpath/ranging/detail/thread_team.h"
@@ -19,6 +20,9 @@ constexpr unsigned mostThreads = 1024;
 constexpr std::uint32_t fewestSubcarriers = 4;
 constexpr std::uint32_t mostSubcarriers = 4096;
 constexpr std::uint32_t mostSnapshots = 65535;
+
+/// In strides: the coarse search keeps some fifty arrays of four to eight times this length per thread.
+constexpr int longestExtent = 1 << 16;
 
 void check(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
   if (numSubcarriers < fewestSubcarriers || numSubcarriers > mostSubcarriers) {
@@ -56,13 +60,28 @@ RangingOptions shared(const LineOfSightOptions& options) {
   return same;
 }
 
+void checkRange(const ToneSet& tones, const RangingOptions& options) {
+  if (tones.extent() > longestExtent) {
+    throw std::invalid_argument(
+        "LineOfSight: the first and the last tone lie 2^16 strides apart or more");
+  }
+  const double range_m = distancePerPeriod(options.SubcarrierSpacing * tones.stride(), options);
+  if (!std::isnormal(range_m)) {
+    throw std::invalid_argument(
+        "LineOfSight: SubcarrierSpacing gives a range that no double holds");
+  }
+  windowOf(options, range_m);
+}
+
 ToneSet toneSet(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
   check(numSubcarriers, options);
   const MeasuredTones tones = measuredTones(numSubcarriers, shared(options));
   if (tones.indices.size() < fewestSubcarriers) {
     throw std::invalid_argument("LineOfSight: the calibration leaves fewer than 4 tones");
   }
-  return {tones.indices, tones.weights};
+  ToneSet set(tones.indices, tones.weights);
+  checkRange(set, shared(options));
+  return set;
 }
 
 }  // namespace

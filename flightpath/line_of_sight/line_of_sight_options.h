@@ -14,13 +14,14 @@ namespace flightpath {
 /// SnapshotsPerEstimate  how many consecutive rows share delay and profile and give one answer (antennas,
 ///                       packets in quick succession), 1 ... 65535
 /// Threads               how many work on a batch, at most 1024; 0: one per core
-/// Tones, Weights,       as in `RangingOptions`; at least 4 tones
-/// Calibration
+/// Tones, Weights,       as in `RangingOptions`; at least 4 tones, the last less than 2^16 times the greatest
+/// Calibration           common divisor of their distances from the first
 /// RoundTrip             as in `RangingOptions`: the delay of the samples is twice that of the distance
 /// AcceptPhaseOnly       whether to answer where the samples carry phase alone, without magnitudes. With more
 ///                       than one path such samples have ghosts before the first: refused, unless asked for
 /// EarliestDistance      the window of answers, in metres, as in `RangingOptions`. Without one, half the
-/// LatestDistance        unambiguous range to either side of zero
+/// LatestDistance        unambiguous range to either side of zero. A window is at least a billionth of
+///                       the range wide, and at most 65536 ranges from zero
 /// LongestDecay          seconds, finite and above 0: the longest decay of a tail that is considered.
 ///                       100 ns suits homes, offices and halls
 /// IntervalLevel         above 0 and below 1: the probability with which the interval of an answer holds

@@ -218,8 +218,6 @@ std::vector<double> scaledWeights(const RangingOptions& options, std::uint32_t N
   return weights;
 }
 
-namespace {
-
 bool areTones(const RangingOptions& options, std::uint32_t N) {
   if (options.Tones.empty()) {
     return true;
@@ -238,6 +236,8 @@ bool areWeights(const RangingOptions& options, std::uint32_t N) {
             return weight > 0.0 && weight < infinity;
           }));
 }
+
+namespace {
 
 bool isProbability(double p) { return p > 0.0 && p < 1.0; }
 

@@ -20,6 +20,10 @@ RangingOptions anyLikelihoodOptions(FuzzedDataProvider& data, std::uint32_t N);
 /// Whether the header lets such a Ranger be made.
 bool isAllowedLikelihood(const RangingOptions& options, std::uint32_t N);
 
+/// Whether the header takes these tones, and these weights.
+bool areTones(const RangingOptions& options, std::uint32_t N);
+bool areWeights(const RangingOptions& options, std::uint32_t N);
+
 /// Where the tones lie: the options' own, or 0 ... N - 1, which are increasing.
 ///
 /// stride     the greatest common divisor of their distances

@@ -89,6 +89,37 @@ void dumpToF(MUSICLib& estimator, const coder::array<creal32_T, 1>& x, const Cas
   print("spectrum", result.PseudoSpectrum);
 }
 
+/// Each row alone, or so many that share their path.
+void dumpLineOfSight(const std::vector<creal32_T>& rows, int numSubcarriers, unsigned snapshots) {
+  flightpath::LineOfSightOptions options;
+  options.SubcarrierSpacing = spacing_Hz;
+  options.SnapshotsPerEstimate = snapshots;
+  flightpath::LineOfSight lineOfSight(static_cast<std::uint32_t>(numSubcarriers), options);
+  for (const flightpath::DirectPath& p :
+       lineOfSight.estimate({rows, static_cast<std::size_t>(numSubcarriers)})) {
+    std::printf("direct %d: %s", numSubcarriers, flightpath::toString(p.Result));
+    for (const double number : {p.Distance_m, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
+                                p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit}) {
+      std::isnan(number) ? std::printf(" nan") : std::printf(" %a", number);
+    }
+    std::printf("\n");
+  }
+}
+
+void dumpLinesOfSight() {
+  std::mt19937_64 random(21);
+  for (const int numSubcarriers : {4, 16, 56, 242}) {
+    std::vector<creal32_T> rows;
+    for (int numPaths = 0; numPaths < 8; ++numPaths) {
+      const std::vector<creal32_T> row =
+          simulateChannel(drawPaths(numPaths, random), {numSubcarriers, spacing_Hz, 25.0}, random);
+      rows.insert(rows.end(), row.begin(), row.end());
+    }
+    dumpLineOfSight(rows, numSubcarriers, 1);
+    dumpLineOfSight(rows, numSubcarriers, 4);
+  }
+}
+
 }  // namespace
 
 int main() {
@@ -111,5 +142,6 @@ int main() {
       }
     }
   }
+  dumpLinesOfSight();
   return 0;
 }

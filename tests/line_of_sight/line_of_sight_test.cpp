@@ -489,3 +489,126 @@ TEST(LineOfSight, FewAndManyTonesAreTaken) {
     EXPECT_NEAR(found[0].Distance_m, 33.0, 6.0 * found[0].Deviation_m) << N;
   }
 }
+
+// EXACT: rounding that brings an end of the window next to a point of the grid, or on it, is no information.
+// BOUND: 1e-9 of a metre; the ends differ by 5e-11 m, and the posterior is as smooth.
+TEST(LineOfSight, AnEndOfTheWindowMayLieBesideAPointOfTheGrid) {
+  const Samples samples = diffuseBatch(1, 5.0);
+  const double step_m = speedOfLight_mps / support::spacing_Hz / 256.0;
+  LineOfSightOptions how = options();
+  std::vector<DirectPath> found;
+  for (const double beside : {0.0, 1e-15, 1e-14, 1e-13, 1e-12}) {
+    how.EarliestDistance = 10.0 * step_m * (1.0 - beside);
+    how.LatestDistance = 12.0 * step_m * (1.0 + beside);
+    found.push_back(estimate(samples, how)[0]);
+    ASSERT_EQ(found.back().Result, Outcome::Found) << beside;
+    EXPECT_NEAR(found.back().Distance_m, found[0].Distance_m, 1e-9) << beside;
+    EXPECT_NEAR(found.back().Deviation_m, found[0].Deviation_m, 1e-9) << beside;
+    EXPECT_NEAR(found.back().Lower_m, found[0].Lower_m, 1e-9) << beside;
+    EXPECT_NEAR(found.back().Upper_m, found[0].Upper_m, 1e-9) << beside;
+  }
+}
+
+// MODEL: in a window much narrower than the posterior that is uniform: its mean the centre, its deviation
+// the width over sqrt(12), to 1 in 100.
+TEST(LineOfSight, AWindowBetweenTwoPointsOfTheGridIsFilled) {
+  const Samples samples = diffuseBatch(1, 5.0);
+  for (const double width_m : {0.05, 1e-3, 2e-6}) {
+    for (const double first_m : {40.0, 40.0 + 960e3}) {  // 1000 ranges later
+      LineOfSightOptions how = options();
+      how.SubcarrierSpacing = speedOfLight_mps / 960.0;
+      how.EarliestDistance = first_m;
+      how.LatestDistance = first_m + width_m;
+      const DirectPath direct = estimate(samples, how)[0];
+      ASSERT_EQ(direct.Result, Outcome::Found) << width_m;
+      EXPECT_NEAR(direct.Distance_m, first_m + 0.5 * width_m, 0.01 * width_m);
+      EXPECT_NEAR(direct.Deviation_m, width_m / std::sqrt(12.0), 0.01 * width_m);
+      EXPECT_LT(direct.Lower_m, direct.Upper_m);
+    }
+  }
+}
+
+// MODEL: the window ends on the flank: what is left of the posterior leans on that end.
+TEST(LineOfSight, APosteriorThatRisesTowardsTheEndOfTheWindowLeansOnIt) {
+  const Samples samples = measureTones({{40.0, 1.0, 0.4}}, t64, 1e-3, 8);
+  LineOfSightOptions how = options();
+  how.EarliestDistance = 10.0;
+  how.LatestDistance = 39.5;
+  const DirectPath direct = estimate(samples, how)[0];
+  ASSERT_EQ(direct.Result, Outcome::Found);
+  EXPECT_LE(direct.Upper_m, 39.5 * (1.0 + 1e-12));
+  EXPECT_NEAR(direct.Distance_m, 39.5, 0.2);
+}
+
+// EXACT: powers of two as the unit change nothing where none of the samples is rounded, as far as
+// subnormal numbers reach. Single precision holds none of their powers.
+TEST(LineOfSight, TheUnitOfTheSamplesIsFree) {
+  const Samples samples = diffuseBatch(1, 5.0);
+  const DirectPath expected = estimate(samples, options())[0];
+  for (const int exponent : {-900, -400, 400, 1000}) {
+    Samples scaled = samples;
+    for (Complex& z : scaled) {
+      z = {std::ldexp(z.real(), exponent), std::ldexp(z.imag(), exponent)};
+    }
+    const DirectPath found = estimate(scaled, options())[0];
+    EXPECT_EQ(found.Distance_m, expected.Distance_m) << exponent;
+    EXPECT_EQ(found.Deviation_m, expected.Deviation_m) << exponent;
+    EXPECT_EQ(found.Probability, expected.Probability) << exponent;
+    EXPECT_EQ(found.ProfileMisfit, expected.ProfileMisfit) << exponent;
+  }
+}
+
+// BOUND: the smallest numbers that there are, as whole numbers of them: what the same whole numbers give,
+// to some roundings in single precision of the misfit's sums.
+TEST(LineOfSight, SubnormalSamplesAreTaken) {
+  Samples whole = measureTones({{40.0, 3.0, 0.4}}, t64, 0.1, 8);
+  Samples subnormal = whole;
+  for (std::size_t k = 0; k < whole.size(); ++k) {
+    whole[k] = {std::round(whole[k].real()), std::round(whole[k].imag())};
+    subnormal[k] = {std::ldexp(whole[k].real(), -1074), std::ldexp(whole[k].imag(), -1074)};
+  }
+  const DirectPath expected = estimate(whole, options())[0];
+  const DirectPath found = estimate(subnormal, options())[0];
+  ASSERT_EQ(expected.Result, Outcome::Found);
+  ASSERT_EQ(found.Result, Outcome::Found);
+  EXPECT_NEAR(found.Distance_m, expected.Distance_m, 1e-6);
+  EXPECT_NEAR(found.ProfileMisfit, expected.ProfileMisfit, 1e-5);
+}
+
+// EXACT: what only tones of next to no weight have heard is nothing.
+TEST(LineOfSight, WeightsMaySpanWhatADoubleHolds) {
+  LineOfSightOptions how = options();
+  how.Weights.assign(64, 1e-300);
+  const DirectPath light = estimate(diffuseBatch(1, 5.0), how)[0];
+  EXPECT_EQ(light.Result, Outcome::Found);
+  EXPECT_NEAR(light.Distance_m, 40.0, 4.0 * light.Deviation_m);
+  how.Weights[3] = 1e300;
+  Samples unheard = diffuseBatch(1, 5.0);
+  unheard[3] = 0.0;
+  EXPECT_EQ(estimate(unheard, how)[0].Result, Outcome::NoSignal);
+  EXPECT_EQ(estimate(diffuseBatch(1, 5.0), how)[0].Result, Outcome::Found);
+}
+
+// EXACT: settings that would take all memory, or leave no digits, are refused by name.
+TEST(LineOfSight, WhatNoArithmeticHoldsIsRefused) {
+  LineOfSightOptions how = options();
+  how.Tones = {0, 1, 2, 65536};
+  EXPECT_EQ(refusal(4, how),
+            "LineOfSight: the first and the last tone lie 2^16 strides apart or more");
+  how.Tones = {0, 1, 2, 65535};
+  EXPECT_EQ(refusal(4, how), "none");
+  how.Tones.clear();
+  for (const double spacing : {1e-310, 1e-300}) {
+    how.SubcarrierSpacing = spacing;
+    EXPECT_EQ(refusal(64, how),
+              "LineOfSight: SubcarrierSpacing gives a range that no double holds");
+  }
+  how = options();
+  how.EarliestDistance = 40.0;
+  how.LatestDistance = std::nextafter(40.0, 50.0);
+  EXPECT_EQ(refusal(64, how), "EarliestDistance and LatestDistance enclose nothing");
+  how.LatestDistance = 1e12;
+  how.EarliestDistance = 1e12 - 100.0;
+  EXPECT_EQ(refusal(64, how),
+            "EarliestDistance and LatestDistance lie more than 65536 ranges from zero");
+}

@@ -235,5 +235,18 @@ TEST(SolverMemory, IsNotAskedForByTheRanger) {
   }
 }
 
+/// Nor by the direct path's: a solver that failed for want of memory would look like one that did not
+/// converge.
+TEST(SolverMemory, IsNotAskedForByLineOfSight) {
+  if (!canRefuseSolverMemory()) {
+    GTEST_SKIP() << "malloc belongs to a sanitizer here, or LAPACKE to the BLAS";
+  }
+  flightpath::LineOfSightOptions how;
+  how.SubcarrierSpacing = 312500.0;
+  const RefusingSolverMemory refusing(1);
+  const flightpath::LineOfSight lineOfSight(numSamples, how);
+  EXPECT_EQ(RefusingSolverMemory::requests(), 0);
+}
+
 }  // namespace
 }  // namespace refusal

@@ -75,6 +75,7 @@ CoarseDelays::CoarseDelays(const ToneSet& tones, const TailGrid& grid, int numRo
       grid_(grid),
       numRows_(numRows),
       window_(window),
+      zeros_(tones.rootsOfWeights().size()),
       transform_(std::max(shortestTransform,
                           std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
       re_(transform_.size()),
@@ -140,8 +141,7 @@ void CoarseDelays::addModel(const TailModel& model, std::size_t firstHypothesis,
 }
 
 void CoarseDelays::addRow(SplitVector row) {
-  const std::vector<double> zeros(tones_.rootsOfWeights().size());
-  transform({tones_.rootsOfWeights().data(), zeros.data()}, row);
+  transform({tones_.rootsOfWeights().data(), zeros_.data()}, row);
   directRe_ = re_;
   directIm_ = im_;
   addDirectPath(0, directRe_.data(), directIm_.data());
@@ -176,6 +176,25 @@ void CoarseDelays::insertPeak(std::size_t point) {
   }
 }
 
+bool CoarseDelays::isInside(std::size_t point) const {
+  return window_.contains(static_cast<double>(point) * step());
+}
+
+/// Points of the window that no neighbour within it exceeds: where the posterior rises towards an end,
+/// the point beside it.
+void CoarseDelays::findPeaks() {
+  peaks_.clear();
+  const std::size_t n = scores_.size();
+  const auto exceeds = [&](std::size_t neighbour, std::size_t i) {
+    return scores_[neighbour] > scores_[i] && isInside(neighbour);
+  };
+  for (std::size_t i = 0; i < n; ++i) {
+    if (isInside(i) && !exceeds((i + n - 1) % n, i) && !exceeds((i + 1) % n, i)) {
+      insertPeak(i);
+    }
+  }
+}
+
 std::span<const double> CoarseDelays::find(const SplitRows& whitened) {
   double energy = 0.0;
   for (std::vector<float>& plane : captured_) {
@@ -189,15 +208,11 @@ std::span<const double> CoarseDelays::find(const SplitRows& whitened) {
     addRow(z);
   }
   scorePoints(energy);
-  peaks_.clear();
-  const std::size_t n = scores_.size();
-  for (std::size_t i = 0; i < n; ++i) {
-    const bool isInside = window_.contains(static_cast<double>(i) * step());
-    if (isInside && scores_[i] >= scores_[(i + n - 1) % n] && scores_[i] >= scores_[(i + 1) % n]) {
-      insertPeak(i);
-    }
-  }
+  findPeaks();
   frequencies_.clear();
+  if (peaks_.empty()) {  // the window lies between two points
+    frequencies_.push_back(window_.first() + 0.5 * window_.width());
+  }
   for (const std::size_t point : peaks_) {
     if (scores_[point] >= scores_[peaks_.front()] - reach) {
       frequencies_.push_back(window_.wrap(static_cast<double>(point) * step()));

@@ -22,7 +22,8 @@ class CoarseDelays {
   /// Errors: std::bad_alloc.
   CoarseDelays(const ToneSet& tones, const TailGrid& grid, int numRows, const DelayWindow& window);
 
-  /// The tallest peaks of the posterior, tallest first, those within reach of the first.
+  /// The tallest peaks of the posterior in the window, tallest first, those within reach of the first; its
+  /// centre where no point of the grid is in it. At least one.
   ///
   /// whitened  samples times the roots of the weights
   std::span<const double> find(const SplitRows& whitened);
@@ -40,12 +41,15 @@ class CoarseDelays {
   void addModel(const TailModel& model, std::size_t firstHypothesis, SplitVector row);
   void addDirectPath(std::size_t hypothesis, const float* re, const float* im);
   void scorePoints(double energy);
+  bool isInside(std::size_t point) const;
+  void findPeaks();
   void insertPeak(std::size_t point);
 
   const ToneSet& tones_;
   const TailGrid& grid_;
   int numRows_;
   DelayWindow window_;
+  std::vector<double> zeros_;  // the steering vector's imaginary parts
   ForwardTransform transform_;
   std::vector<float> re_, im_, power_;                   // of one transform
   std::vector<float> directRe_, directIm_;               // of the steering vector

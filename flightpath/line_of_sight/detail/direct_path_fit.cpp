@@ -5,10 +5,13 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <span>
+#include <stdexcept>
 
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/likelihood/periodogram_structure.h"
 #include "flightpath/ranging/detail/distance_scale.h"
+#include "flightpath/ranging/detail/row_samples.h"
 
 namespace flightpath {
 namespace {
@@ -19,11 +22,16 @@ bool isBounded(const RangingOptions& options) {
   return options.EarliestDistance || options.LatestDistance;
 }
 
-/// In periods.
-DelayWindow windowOf(const RangingOptions& options, double range_m) {
-  constexpr double infinity = std::numeric_limits<double>::infinity();
-  return delayWindow(options.EarliestDistance.value_or(-infinity) / range_m,
-                     options.LatestDistance.value_or(infinity) / range_m);
+/// In periods: farther from zero, rounding leaves too few delays within the narrowest window.
+constexpr double farthestWindow = 65536.0;
+constexpr double narrowestWindow = 1e-9;
+
+/// The factors to size 1 from which on samples are tiny, and are nothing.
+constexpr double tiny = 0x1p20;
+constexpr double nothing = 0x1p400;
+
+bool isZero(std::span<const double> parts) {
+  return std::ranges::all_of(parts, [](double part) { return part == 0.0; });
 }
 
 std::size_t residualTransformLength(const ToneSet& tones) {
@@ -31,6 +39,20 @@ std::size_t residualTransformLength(const ToneSet& tones) {
 }
 
 }  // namespace
+
+DelayWindow windowOf(const RangingOptions& options, double range_m) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  const DelayWindow window = delayWindow(options.EarliestDistance.value_or(-infinity) / range_m,
+                                         options.LatestDistance.value_or(infinity) / range_m);
+  if (window.width() < narrowestWindow) {
+    throw std::invalid_argument("EarliestDistance and LatestDistance enclose nothing");
+  }
+  if (std::max(std::fabs(window.first()), std::fabs(window.last())) > farthestWindow) {
+    throw std::invalid_argument(
+        "EarliestDistance and LatestDistance lie more than 65536 ranges from zero");
+  }
+  return window;
+}
 
 DirectPathFit::DirectPathFit(std::uint32_t numSubcarriers, const ToneSet& tones,
                              std::shared_ptr<const TailGrid> grid, const RangingOptions& options,
@@ -64,11 +86,9 @@ DirectPath DirectPathFit::estimate(const CsiRows& rows, std::size_t firstRow) {
     direct.Result = Outcome::PhaseOnly;
     return direct;
   }
-  const auto isZero = [](double part) { return part == 0.0; };
-  if (std::ranges::all_of(samples_.re(), isZero) && std::ranges::all_of(samples_.im(), isZero)) {
+  if (!whiten()) {
     return direct;
   }
-  whiten();
   const std::span coarse = coarse_.find(whitened_);
   posterior_.take(samples_.re(), samples_.im(), coarse_.highest());
   density_.sample(coarse);
@@ -76,7 +96,9 @@ DirectPath DirectPathFit::estimate(const CsiRows& rows, std::size_t firstRow) {
   return logNoise > density_.logAll() ? direct : report();
 }
 
-void DirectPathFit::whiten() {
+/// In a unit in which single precision holds their powers: subnormal samples, and those of tones of next
+/// to no weight, come out tiny. False: there is nothing, or too little for the squares in double.
+bool DirectPathFit::whiten() {
   for (int row = 0; row < whitened_.count; ++row) {
     const SplitTarget z = whitened_.target(row);
     for (int k = 0; k < whitened_.length; ++k) {
@@ -86,6 +108,12 @@ void DirectPathFit::whiten() {
       z.im[k] = root * samples_.im(row)[tone];
     }
   }
+  const double factor = powerOfTwoScale(whitened_.re, whitened_.im);
+  unit_ = factor > tiny ? factor : 1.0;
+  for (std::vector<double>* const parts : {&whitened_.re, &whitened_.im}) {
+    std::ranges::for_each(*parts, [this](double& part) { part *= unit_; });
+  }
+  return factor < nothing && !(isZero(whitened_.re) && isZero(whitened_.im));
 }
 
 DirectPath DirectPathFit::report() {
@@ -96,7 +124,8 @@ DirectPath DirectPathFit::report() {
   direct.Deviation_m = density_.deviation() * range_m_;
   direct.Lower_m = density_.quantile(0.5 - 0.5 * intervalLevel_) * range_m_;
   direct.Upper_m = density_.quantile(0.5 + 0.5 * intervalLevel_) * range_m_;
-  direct.Probability = std::exp(density_.logDirect() - density_.logAll());
+  // Both integrals are of interpolated points: the part may come out above the whole.
+  direct.Probability = std::min(1.0, std::exp(density_.logDirect() - density_.logAll()));
   reportTail(direct);
   return direct;
 }
@@ -140,7 +169,8 @@ double DirectPathFit::misfit(std::size_t hypothesis) {
     posterior_.whitenedResidual(hypothesis, row, v);
     for (int k = 0; k < tones_.count(); ++k) {
       const auto at = static_cast<std::size_t>(tones_.positions()[static_cast<std::size_t>(k)]);
-      transform_.in()[at] = {static_cast<float>(v.re[k]), static_cast<float>(v.im[k])};
+      transform_.in()[at] = {static_cast<float>(unit_ * v.re[k]),
+                             static_cast<float>(unit_ * v.im[k])};
     }
     transform_.run();
     for (std::size_t i = 0; i < powers_.size(); ++i) {
@@ -148,7 +178,8 @@ double DirectPathFit::misfit(std::size_t hypothesis) {
       powers_[i] += z.re * z.re + z.im * z.im;
     }
   }
-  return structureOf(powers_, samples_.numRows(), work_);
+  const bool isExact = std::ranges::max(powers_) == 0.0F;
+  return isExact ? 1.0 : structureOf(powers_, samples_.numRows(), work_);
 }
 
 }  // namespace flightpath

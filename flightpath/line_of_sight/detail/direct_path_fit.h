@@ -14,6 +14,11 @@
 
 namespace flightpath {
 
+/// The window of answers, in periods of this range.
+///
+/// Errors: std::invalid_argument where it encloses nothing, or lies too far from zero.
+DelayWindow windowOf(const RangingOptions& options, double range_m);
+
 /// Makes one estimate after another, in its own work space. Each thread of a LineOfSight has one.
 class DirectPathFit {
  public:
@@ -29,7 +34,7 @@ class DirectPathFit {
   DirectPath estimate(const CsiRows& rows, std::size_t firstRow);
 
  private:
-  void whiten();
+  bool whiten();
   DirectPath report();
   void reportTail(DirectPath& direct);
   double misfit(std::size_t hypothesis);
@@ -43,6 +48,7 @@ class DirectPathFit {
   DelayWindow window_;
   SampleBlock samples_;
   SplitRows whitened_;
+  double unit_ = 1.0;  // times which they are what the samples' unit makes them
   CoarseDelays coarse_;
   DelayPosterior posterior_;
   PosteriorSamples density_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 
 namespace flightpath {
@@ -26,14 +27,33 @@ constexpr std::size_t mostPoints = 160;
 /// Intervals are not halved below this part of a coarse step: the rounding of the density shows there.
 constexpr double leastInterval = 1e-6;
 
+/// Nor below so many roundings of a frequency far from zero; a narrow window has four at least.
+double narrowestInterval(const std::optional<DelayWindow>& bounds, double step) {
+  constexpr double roundings = 16.0 * std::numeric_limits<double>::epsilon();
+  if (!bounds) {
+    return leastInterval * step;
+  }
+  const double farthest = std::max(std::fabs(bounds->first()), std::fabs(bounds->last()));
+  return std::max(std::min(leastInterval * step, 0.25 * bounds->width()), roundings * farthest);
+}
+
 }  // namespace
 
 PosteriorSamples::PosteriorSamples(DelayPosterior& posterior,
                                    const std::optional<DelayWindow>& bounds, double coarseStep)
-    : posterior_(posterior), bounds_(bounds), step_(coarseStep) {
+    : posterior_(posterior),
+      bounds_(bounds),
+      step_(coarseStep),
+      narrowest_(narrowestInterval(bounds, coarseStep)) {
   points_.reserve(mostPoints + 16);
   fine_.reserve(pointsBetween * (mostPoints + 16));
   densities_.reserve(pointsBetween * (mostPoints + 16));
+}
+
+/// Two points are one if an end of the window brings them closer together than halving would: the slope
+/// between them would be of rounding alone.
+bool PosteriorSamples::isSame(double a, double b) const {
+  return std::fabs(a - b) < 0.25 * narrowest_;
 }
 
 void PosteriorSamples::insert(double frequency) {
@@ -41,7 +61,9 @@ void PosteriorSamples::insert(double frequency) {
     frequency = std::clamp(frequency, bounds_->first(), bounds_->last());
   }
   const auto at = std::ranges::lower_bound(points_, frequency, {}, &Point::frequency);
-  if (at == points_.end() || at->frequency != frequency) {
+  const bool isUpper = at != points_.end() && isSame(at->frequency, frequency);
+  const bool isLower = at != points_.begin() && isSame(std::prev(at)->frequency, frequency);
+  if (!isUpper && !isLower) {
     points_.insert(at, posterior_.at(frequency));
   }
 }
@@ -63,7 +85,7 @@ double PosteriorSamples::slope(std::size_t interval) const {
 /// two ends, over the width. Intervals in the gap between two peaks are as they are.
 double PosteriorSamples::needOf(std::size_t interval) const {
   const double w = width(interval);
-  if (isGap(interval) || w < leastInterval * step_) {
+  if (isGap(interval) || w < narrowest_) {
     return 0.0;
   }
   double need = 0.0;
@@ -121,7 +143,8 @@ bool PosteriorSamples::splitNext() {
 /// Adds a point beyond one end where the density still counts there. False: it does not.
 bool PosteriorSamples::extend(bool upwards) {
   const Point end = upwards ? points_.back() : points_.front();
-  const bool isAtBound = bounds_ && end.frequency == (upwards ? bounds_->last() : bounds_->first());
+  const bool isAtBound =
+      bounds_ && isSame(end.frequency, upwards ? bounds_->last() : bounds_->first());
   const double span = points_.back().frequency - points_.front().frequency;
   if (end.logAll < points_[best()].logAll - depth || isAtBound || span > 1.0 - step_) {
     return false;

@@ -13,7 +13,7 @@ namespace flightpath {
 /// periods, ascending; without bounds they leave the period where the density reaches over its ends.
 class PosteriorSamples {
  public:
-  /// bounds  where answers must lie; empty: anywhere in the period
+  /// bounds  where answers must lie, some roundings wide at least; empty: anywhere in the period
   PosteriorSamples(DelayPosterior& posterior, const std::optional<DelayWindow>& bounds,
                    double coarseStep);
 
@@ -37,6 +37,7 @@ class PosteriorSamples {
  private:
   using Point = DelayPosterior::Point;
 
+  bool isSame(double a, double b) const;
   void insert(double frequency);
   void climb();
   void spread();
@@ -56,6 +57,7 @@ class PosteriorSamples {
   DelayPosterior& posterior_;
   std::optional<DelayWindow> bounds_;
   double step_;
+  double narrowest_;  // interval that is halved
   std::vector<Point> points_;
   std::vector<Point> fine_;
   std::vector<double> densities_;  // at the fine points, given a direct path, normalised

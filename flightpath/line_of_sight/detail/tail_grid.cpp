@@ -47,11 +47,12 @@ TailGrid::TailGrid(const ToneSet& tones, double longestDecay)
   const double step = std::pow(longest / shortest, 1.0 / (numDecays - 1));
   hypotheses_.push_back(noTail(tones));
   double decay = shortest;
-  for (int i = 0; i < numDecays; ++i, decay *= step) {
+  for (int i = 0; i < numDecays; ++i) {
     models_.push_back(tailModel(tones, decay, leastShare / *std::ranges::max_element(strengths)));
     for (const double strength : strengths) {
       hypotheses_.push_back(tail(tones, models_.back(), i, strength));
     }
+    decay *= step;
   }
 }
 

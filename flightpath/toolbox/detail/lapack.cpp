@@ -2,6 +2,9 @@
 
 #include <lapacke.h>
 
+#include <cstddef>
+#include <vector>
+
 #include "flightpath/toolbox/detail/blas.h"
 
 namespace flightpath::lapack {
@@ -20,10 +23,23 @@ int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues) {
   return LAPACKE_cheev(LAPACK_COL_MAJOR, 'V', 'L', n, native(A), n, eigenvalues);
 }
 
+/// Work space of the size that the solver asks for: its blocks, and with them the bits, depend on it.
 int hermitianEigen(std::int32_t n, std::complex<double>* A, double* eigenvalues) {
+  auto* const matrix = reinterpret_cast<lapack_complex_double*>(A);
+  std::vector<double> realWork(3 * static_cast<std::size_t>(n));
+  const auto solve = [&](std::complex<double>* work, lapack_int size) {
+    return LAPACKE_zheev_work(LAPACK_COL_MAJOR, 'V', 'L', n, matrix, n, eigenvalues,
+                              reinterpret_cast<lapack_complex_double*>(work), size,
+                              realWork.data());
+  };
   const CallGuard guard = blas::guardCall();
-  return LAPACKE_zheev(LAPACK_COL_MAJOR, 'V', 'L', n, reinterpret_cast<lapack_complex_double*>(A),
-                       n, eigenvalues);
+  std::complex<double> wanted;
+  const int info = solve(&wanted, -1);
+  if (info != 0) {
+    return info;
+  }
+  std::vector<std::complex<double>> work(static_cast<std::size_t>(wanted.real()));
+  return solve(work.data(), static_cast<lapack_int>(work.size()));
 }
 
 int generalEigen(std::int32_t n, creal32_T* A, creal32_T* eigenvalues, creal32_T* eigenvectors,

@@ -12,6 +12,8 @@ namespace flightpath::lapack {
 
 /// Eigenvectors (in place of the matrix, whose lower triangle is read) and ascending eigenvalues of
 /// a Hermitian matrix.
+///
+/// In double it has work space of its own. Errors: std::bad_alloc.
 int hermitianEigen(std::int32_t n, creal32_T* A, float* eigenvalues);
 int hermitianEigen(std::int32_t n, std::complex<double>* A, double* eigenvalues);
 
