@@ -347,6 +347,37 @@ TEST(LineOfSight, TheIntervalHasItsLevel) {
   }
 }
 
+// MODEL: one path alone has a posterior that is nearly normal: as far to either side.
+TEST(LineOfSight, TheIntervalIsCentral) {
+  double above = 0.0;
+  double below = 0.0;
+  for (unsigned i = 0; i < 20; ++i) {
+    const DirectPath path =
+        estimate(measureTones({{55.0, 1.0, 0.7}}, t64, 1e-3, 40 + i), options())[0];
+    above += (path.Upper_m - path.Distance_m) / path.Deviation_m / 20.0;
+    below += (path.Distance_m - path.Lower_m) / path.Deviation_m / 20.0;
+  }
+  EXPECT_NEAR(above, below, 0.25);
+  EXPECT_NEAR(above, 2.0, 0.3);
+}
+
+// BOUND: 1e-4, of single-precision periodograms: rows that share their delay may come in any order.
+TEST(LineOfSight, TheOrderOfTheRowsDoesNotMatter) {
+  LineOfSightOptions how = options();
+  how.SnapshotsPerEstimate = 2;
+  const Samples one = diffuseBatch(1, 5.0);
+  const Samples other = measureTones({{40.0, 1.0, 0.2}, {400.0, 1.0, 1.0}}, t64, 1e-4, 3);
+  Samples rows = one;
+  append(rows, other);
+  Samples exchanged = other;
+  append(exchanged, one);
+  const DirectPath expected = estimate(rows, how)[0];
+  const DirectPath found = estimate(exchanged, how)[0];
+  EXPECT_NEAR(found.ProfileMisfit / expected.ProfileMisfit, 1.0, 1e-4);
+  EXPECT_NEAR(found.Distance_m, expected.Distance_m, 1e-4 * expected.Deviation_m);
+  EXPECT_NEAR(found.RicianFactor_dB, expected.RicianFactor_dB, 1e-4);
+}
+
 // EXACT
 TEST(LineOfSight, ABatchThatIsStoppedKeepsWhatWasFinished) {
   const Samples batch = diffuseBatch(400, 3.0);
