@@ -29,24 +29,23 @@ FLIGHTPATH_INLINE void load(Rows& rows, const double* from) {
   std::memcpy(&rows, from, sizeof(Rows));
 }
 
-/// `count` Rows of C := A B for `columns` columns of B, four columns of A at a time. The sums stay in
+/// `count` Rows, of `lanes` rows each, of C := A B for `columns` columns of B, four columns of A at a time. The sums stay in
 /// registers, and what is read of A serves all columns.
-template <class Rows, int count, int columns>
+template <class Rows, int lanes, int count, int columns>
 FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double* B, double* C) {
-  constexpr int step = static_cast<int>(sizeof(Rows) / sizeof(double));
   Rows sums[columns][count] = {};
   int l = 0;
   for (; l + 4 <= k; l += 4) {
     for (int r = 0; r < count; ++r) {
-      const double* const a = A + at(r * step, l, m);
+      const double* const a = A + at(r * lanes, l, m);
       Rows a0;
       Rows a1;
       Rows a2;
       Rows a3;
       load(a0, a);
       load(a1, a + m);
-      load(a2, a + 2 * m);
-      load(a3, a + 3 * m);
+      load(a2, a + at(0, 2, m));
+      load(a3, a + at(0, 3, m));
       for (int j = 0; j < columns; ++j) {
         const double* const b = B + at(l, j, k);
         sums[j][r] += (a0 * b[0] + a1 * b[1]) + (a2 * b[2] + a3 * b[3]);
@@ -56,7 +55,7 @@ FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double
   for (; l < k; ++l) {
     for (int r = 0; r < count; ++r) {
       Rows a;
-      load(a, A + at(r * step, l, m));
+      load(a, A + at(r * lanes, l, m));
       for (int j = 0; j < columns; ++j) {
         sums[j][r] += a * B[at(l, j, k)];
       }
@@ -68,15 +67,15 @@ FLIGHTPATH_INLINE void multiplyStrip(int m, int k, const double* A, const double
 }
 
 /// These rows of all columns.
-template <class Rows, int count>
+template <class Rows, int lanes, int count>
 FLIGHTPATH_INLINE void multiplyRows(int m, int n, int k, const double* A, const double* B,
                                     double* C) {
   int j = 0;
   for (; j + 3 <= n; j += 3) {
-    multiplyStrip<Rows, count, 3>(m, k, A, B + at(0, j, k), C + at(0, j, m));
+    multiplyStrip<Rows, lanes, count, 3>(m, k, A, B + at(0, j, k), C + at(0, j, m));
   }
   for (; j < n; ++j) {
-    multiplyStrip<Rows, count, 1>(m, k, A, B + at(0, j, k), C + at(0, j, m));
+    multiplyStrip<Rows, lanes, count, 1>(m, k, A, B + at(0, j, k), C + at(0, j, m));
   }
 }
 
@@ -149,10 +148,10 @@ FLIGHTPATH_WIDE_VECTORS void multiply(int m, int n, int k, const double* A, cons
                                       double* C) {
   int i = 0;
   for (; i + 8 <= m; i += 8) {
-    multiplyRows<FourRows, 2>(m, n, k, A + i, B, C + i);
+    multiplyRows<FourRows, 4, 2>(m, n, k, A + i, B, C + i);
   }
   for (; i < m; ++i) {
-    multiplyRows<double, 1>(m, n, k, A + i, B, C + i);
+    multiplyRows<double, 1, 1>(m, n, k, A + i, B, C + i);
   }
 }
 
