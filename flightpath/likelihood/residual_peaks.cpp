@@ -1,16 +1,12 @@
 #include "flightpath/likelihood/residual_peaks.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 #include "flightpath/likelihood/periodogram_structure.h"
 
 namespace flightpath {
 namespace {
-
-constexpr std::size_t pointsPerCell = 4;
-constexpr std::size_t shortestTransform = 32;
 
 /// A steering vector of which less than this lies off the paths of the fit is one of them.
 constexpr float leastShare = 1e-3F;
@@ -26,8 +22,7 @@ ResidualPeaks::ResidualPeaks(ToneSet& tones, int numRows, int mostPaths, const D
     : tones_(tones),
       numRows_(numRows),
       window_(window),
-      transform_(std::max(shortestTransform,
-                          std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
+      transform_(tones.transformLength()),
       powers_(transform_.size()),
       explained_(transform_.size()),
       falls_(transform_.size()),
@@ -76,10 +71,7 @@ void ResidualPeaks::addSpectrum(SplitVector vector, std::vector<float>& powers) 
                                                   static_cast<float>(roots[k] * vector.im[k])};
   }
   transform_.run();
-  const std::vector<creal32_T>& out = transform_.out();
-  for (std::size_t i = 0; i < powers.size(); ++i) {
-    powers[i] += out[i].re * out[i].re + out[i].im * out[i].im;
-  }
+  transform_.addPowers(powers);
 }
 
 /// Looks at the transform of the weights: the inner product of steering vectors over their distance.

@@ -1,6 +1,7 @@
 #include "flightpath/likelihood/tone_set.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
@@ -103,6 +104,12 @@ void ToneSet::weigh(std::span<const double> weights) {
     moments_[1] += weight * centred_[k];
     moments_[2] += weight * centred_[k] * centred_[k];
   }
+}
+
+std::size_t ToneSet::transformLength() const {
+  constexpr std::size_t pointsPerCell = 4;
+  constexpr std::size_t shortest = 32;
+  return std::max(shortest, std::bit_ceil(pointsPerCell * static_cast<std::size_t>(extent())));
 }
 
 double ToneSet::independentDelays() const {

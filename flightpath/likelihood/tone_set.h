@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -30,6 +31,9 @@ class ToneSet {
 
   /// From the first tone to the last, both included, in strides.
   int extent() const { return positions_.back() + 1; }
+
+  /// Of a transform over all delays: a power of two, of at least four points per cell, at least 32.
+  std::size_t transformLength() const;
 
   /// The resolution 1 / bandwidth.
   double cell() const { return 1.0 / extent(); }

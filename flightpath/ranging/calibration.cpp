@@ -4,7 +4,6 @@
 #include <cmath>
 #include <functional>
 #include <numbers>
-#include <numeric>
 #include <span>
 #include <sstream>
 #include <stdexcept>
@@ -59,15 +58,6 @@ void checkTones(const std::vector<int>& tones, std::size_t numSubcarriers) {
   }
 }
 
-std::vector<int> tonesOfRow(const std::vector<int>& tones, std::size_t numSubcarriers) {
-  if (!tones.empty()) {
-    return tones;
-  }
-  std::vector<int> all(numSubcarriers);
-  std::iota(all.begin(), all.end(), 0);
-  return all;
-}
-
 /// Times exp(i 2 pi t spacing distance / c): what is left is the receiver's.
 void divideOut(std::span<Complex> samples, const std::vector<int>& tones, double turnsPerTone) {
   for (std::size_t k = 0; k < samples.size(); ++k) {
@@ -88,10 +78,7 @@ double delayOf(const std::vector<Complex>& response, const std::vector<int>& ton
     re.push_back(z.real());
     im.push_back(z.imag());
   }
-  const double scale = powerOfTwoScale(re, im);
-  for (std::vector<double>* const parts : {&re, &im}) {
-    std::ranges::for_each(*parts, [scale](double& part) { part *= scale; });
-  }
+  multiplyBy(powerOfTwoScale(re, im), re, im);
   fit.fit(re, im, {});
   return fit.paths().empty() ? 0.0 : fit.paths()[0].frequency / subcarrierSpacing;
 }

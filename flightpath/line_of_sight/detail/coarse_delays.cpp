@@ -1,7 +1,6 @@
 #include "flightpath/line_of_sight/detail/coarse_delays.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -12,9 +11,6 @@
 
 namespace flightpath {
 namespace {
-
-constexpr std::size_t pointsPerCell = 4;
-constexpr std::size_t shortestTransform = 32;
 
 /// Peaks so far below the first, in the logarithm of the posterior, are not looked at again: the grid
 /// may miss a narrow one by some tens.
@@ -76,8 +72,7 @@ CoarseDelays::CoarseDelays(const ToneSet& tones, const TailGrid& grid, int numRo
       numRows_(numRows),
       window_(window),
       zeros_(tones.rootsOfWeights().size()),
-      transform_(std::max(shortestTransform,
-                          std::bit_ceil(pointsPerCell * static_cast<std::size_t>(tones.extent())))),
+      transform_(tones.transformLength()),
       re_(transform_.size()),
       im_(transform_.size()),
       power_(transform_.size()),

@@ -134,13 +134,27 @@ void DelayPosterior::project(int row) {
   }
 }
 
+/// What rounding leaves of an energy that vanishes.
+double DelayPosterior::leastEnergy() const {
+  return energy_ * std::numeric_limits<double>::epsilon();
+}
+
+/// s^H Q z of a row.
+Complex DelayPosterior::directOverTail(const TailHypothesis& tail, int row) const {
+  Complex linear = direct_[static_cast<std::size_t>(row)];
+  for (std::size_t j = 0; j < tail.shares.size(); ++j) {
+    const SplitVector onto = onto_[static_cast<std::size_t>(tail.model)].row(row);
+    linear -= times(tail.linear[j], {onto.re[j], onto.im[j]});
+  }
+  return linear;
+}
+
 /// The logarithm of the mean over the priors of (1 + g)^-S q1^(-n S).
 double DelayPosterior::logOverPriors(double q0, double direct) const {
-  const double least = energy_ * std::numeric_limits<double>::epsilon();
   double sum = -infinity;
   const int first = TailGrid::firstPrior(numRows_);
   for (int i = first; i < TailGrid::numPriors; ++i) {
-    const double q1 = std::max(q0 - direct * grid_.shrinkage(i), least);
+    const double q1 = std::max(q0 - direct * grid_.shrinkage(i), leastEnergy());
     const double variance = grid_.priorVariance(i);
     sum = logSum(sum, -samples_ * std::log(q1) - numRows_ * std::log1p(variance));
   }
@@ -153,20 +167,16 @@ void DelayPosterior::evaluate(std::size_t hypothesis) {
   double captured = 0.0;
   double direct = 0.0;
   for (int row = 0; row < numRows_; ++row) {
-    Complex linear = direct_[static_cast<std::size_t>(row)];
     for (std::size_t j = 0; j < tail.shares.size(); ++j) {
       const SplitVector onto = onto_[static_cast<std::size_t>(tail.model)].row(row);
-      const Complex F(onto.re[j], onto.im[j]);
-      captured += tail.shares[j] * std::norm(F);
-      linear -= times(tail.linear[j], F);
+      captured += tail.shares[j] * std::norm(Complex(onto.re[j], onto.im[j]));
     }
-    direct += std::norm(linear);
+    direct += std::norm(directOverTail(tail, row));
   }
-  const double least = energy_ * std::numeric_limits<double>::epsilon();
-  const double q0 = std::max(energy_ - captured, least);
+  const double q0 = std::max(energy_ - captured, leastEnergy());
   const double common = tail.logPrior - numRows_ * tail.logDeterminant;
   Term& term = terms_[hypothesis];
-  term.energy = std::max(q0 - direct / tail.information, least);
+  term.energy = std::max(q0 - direct / tail.information, leastEnergy());
   term.power = direct / (tail.information * tail.information) / numRows_;
   term.logTail = hypothesis == 0 ? -infinity : common - samples_ * std::log(q0);
   term.logDirect = common + logOverPriors(q0, direct / tail.information);
@@ -209,11 +219,7 @@ void DelayPosterior::whitenedResidual(std::size_t hypothesis, int row, SplitTarg
   const auto m = static_cast<std::size_t>(std::max(tail.model, 0));
   const SplitVector onto = onto_[m].row(row);
   const SplitVector z = z_.row(row);
-  Complex linear = direct_[static_cast<std::size_t>(row)];
-  for (std::size_t j = 0; j < tail.shares.size(); ++j) {
-    linear -= times(tail.linear[j], {onto.re[j], onto.im[j]});
-  }
-  const Complex a = linear / tail.information;
+  const Complex a = directOverTail(tail, row) / tail.information;
   for (int k = 0; k < tones_.count(); ++k) {
     const double root = tones_.rootsOfWeights()[static_cast<std::size_t>(k)];
     out.re[k] = z.re[k] - root * a.real();

@@ -61,6 +61,8 @@ class DelayPosterior {
   void project(int row);
   void findNeededRanks();
   void evaluate(std::size_t hypothesis);
+  Complex directOverTail(const TailHypothesis& tail, int row) const;
+  double leastEnergy() const;
   double logOverPriors(double q0, double direct) const;
 
   ToneSet& tones_;

@@ -1,7 +1,6 @@
 #include "flightpath/line_of_sight/detail/direct_path_fit.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -32,10 +31,6 @@ constexpr double nothing = 0x1p400;
 
 bool isZero(std::span<const double> parts) {
   return std::ranges::all_of(parts, [](double part) { return part == 0.0; });
-}
-
-std::size_t residualTransformLength(const ToneSet& tones) {
-  return std::max<std::size_t>(32, std::bit_ceil(4 * static_cast<std::size_t>(tones.extent())));
 }
 
 }  // namespace
@@ -71,7 +66,7 @@ DirectPathFit::DirectPathFit(std::uint32_t numSubcarriers, const ToneSet& tones,
       posterior_(tones_, *grid_, samples_.numRows()),
       density_(posterior_, isBounded(options) ? std::optional(window_) : std::nullopt,
                coarse_.step()),
-      transform_(residualTransformLength(tones)),
+      transform_(tones.transformLength()),
       residual_(1, tones.count()),
       powers_(transform_.size()),
       work_(transform_.size()) {}
@@ -110,9 +105,7 @@ bool DirectPathFit::whiten() {
   }
   const double factor = powerOfTwoScale(whitened_.re, whitened_.im);
   unit_ = factor > tiny ? factor : 1.0;
-  for (std::vector<double>* const parts : {&whitened_.re, &whitened_.im}) {
-    std::ranges::for_each(*parts, [this](double& part) { part *= unit_; });
-  }
+  multiplyBy(unit_, whitened_.re, whitened_.im);
   return factor < nothing && !(isZero(whitened_.re) && isZero(whitened_.im));
 }
 
@@ -173,10 +166,7 @@ double DirectPathFit::misfit(std::size_t hypothesis) {
                              static_cast<float>(unit_ * v.im[k])};
     }
     transform_.run();
-    for (std::size_t i = 0; i < powers_.size(); ++i) {
-      const creal32_T z = transform_.out()[i];
-      powers_[i] += z.re * z.re + z.im * z.im;
-    }
+    transform_.addPowers(powers_);
   }
   const bool isExact = std::ranges::max(powers_) == 0.0F;
   return isExact ? 1.0 : structureOf(powers_, samples_.numRows(), work_);

@@ -77,8 +77,8 @@ double PosteriorSamples::width(std::size_t interval) const {
   return points_[interval + 1].frequency - points_[interval].frequency;
 }
 
-double PosteriorSamples::slope(std::size_t interval) const {
-  return (points_[interval + 1].logAll - points_[interval].logAll) / width(interval);
+double PosteriorSamples::chord(std::size_t interval, double Point::*value) const {
+  return (points_[interval + 1].*value - points_[interval].*value) / width(interval);
 }
 
 /// How rough the logarithm of the density is over an interval: the larger of its changes of slope at the
@@ -88,6 +88,7 @@ double PosteriorSamples::needOf(std::size_t interval) const {
   if (isGap(interval) || w < narrowest_) {
     return 0.0;
   }
+  const auto slope = [this](std::size_t i) { return chord(i, &Point::logAll); };
   double need = 0.0;
   if (interval > 0) {
     need = std::fabs(slope(interval) - slope(interval - 1)) * w;
@@ -107,14 +108,13 @@ void PosteriorSamples::climb() {
     if (!hasLower && !hasUpper) {
       return;
     }
+    // The upper one first: what is inserted below moves the points above.
     const double at = points_[top].frequency;
-    const double below = hasLower ? width(top - 1) : 0.0;
-    const double above = hasUpper ? width(top) : 0.0;
-    if (below > 0.0) {
-      insert(at - 0.5 * below);
+    if (hasUpper) {
+      insert(at + 0.5 * width(top));
     }
-    if (above > 0.0) {
-      insert(at + 0.5 * above);
+    if (hasLower) {
+      insert(at - 0.5 * width(top - 1));
     }
   }
 }
@@ -183,15 +183,12 @@ bool PosteriorSamples::isGap(std::size_t interval) const { return width(interval
 double PosteriorSamples::tangent(std::size_t point, double Point::*value) const {
   const bool hasLower = point > 0 && !isGap(point - 1);
   const bool hasUpper = point + 1 < points_.size() && !isGap(point);
-  const auto chord = [&](std::size_t i) {
-    return (points_[i + 1].*value - points_[i].*value) / width(i);
-  };
   if (hasLower && hasUpper) {
     const double below = width(point - 1);
     const double above = width(point);
-    return (chord(point - 1) * above + chord(point) * below) / (below + above);
+    return (chord(point - 1, value) * above + chord(point, value) * below) / (below + above);
   }
-  return hasLower ? chord(point - 1) : hasUpper ? chord(point) : 0.0;
+  return hasLower ? chord(point - 1, value) : hasUpper ? chord(point, value) : 0.0;
 }
 
 /// Hermite's cubic through two points, at a share of their distance.
@@ -222,14 +219,18 @@ void PosteriorSamples::refine() {
   }
 }
 
-/// By the trapezoidal rule; nothing lies in the gap between two peaks but their ends.
+/// From a fine point to the next; nothing lies in the gap between two peaks but their ends.
+double PosteriorSamples::fineWidth(std::size_t i) const {
+  return std::min(fine_[i + 1].frequency - fine_[i].frequency, step_);
+}
+
+/// By the trapezoidal rule.
 double PosteriorSamples::logIntegral(double Point::*value) const {
   const double highest = std::ranges::max(fine_, {}, value).*value;
   double sum = 0.0;
   for (std::size_t i = 0; i + 1 < fine_.size(); ++i) {
-    const double w = std::min(fine_[i + 1].frequency - fine_[i].frequency, step_);
-    sum +=
-        0.5 * w * (std::exp(fine_[i].*value - highest) + std::exp(fine_[i + 1].*value - highest));
+    sum += 0.5 * fineWidth(i) *
+           (std::exp(fine_[i].*value - highest) + std::exp(fine_[i + 1].*value - highest));
   }
   return highest + std::log(sum);
 }
@@ -246,7 +247,7 @@ void PosteriorSamples::integrate() {
   double first = 0.0;
   double second = 0.0;
   for (std::size_t i = 0; i + 1 < fine_.size(); ++i) {
-    const double w = 0.5 * std::min(fine_[i + 1].frequency - fine_[i].frequency, step_);
+    const double w = 0.5 * fineWidth(i);
     for (const std::size_t k : {i, i + 1}) {
       const double d = fine_[k].frequency - origin;
       first += w * densities_[k] * d;
@@ -265,7 +266,7 @@ double PosteriorSamples::mode() const {
 double PosteriorSamples::quantile(double probability) const {
   double rest = probability;
   for (std::size_t i = 0; i + 1 < fine_.size(); ++i) {
-    const double w = std::min(fine_[i + 1].frequency - fine_[i].frequency, step_);
+    const double w = fineWidth(i);
     const double a = densities_[i];
     const double b = densities_[i + 1];
     const double inside = 0.5 * w * (a + b);

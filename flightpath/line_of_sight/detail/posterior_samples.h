@@ -45,12 +45,13 @@ class PosteriorSamples {
   bool extend(bool upwards);
   double needOf(std::size_t interval) const;
   double width(std::size_t interval) const;
-  double slope(std::size_t interval) const;
+  double chord(std::size_t interval, double Point::*value) const;
   std::size_t best() const;
   bool isGap(std::size_t interval) const;
   void refine();
   double interpolate(std::size_t interval, double share, double Point::*value) const;
   double tangent(std::size_t point, double Point::*value) const;
+  double fineWidth(std::size_t i) const;
   void integrate();
   double logIntegral(double Point::*value) const;
 

@@ -1,5 +1,6 @@
 #include "flightpath/ranging/detail/row_layout.h"
 
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 
@@ -38,6 +39,15 @@ std::size_t countRows(const CsiRows& rows, const char* who) {
     refuse(who, "the samples are null");
   }
   return numRows;
+}
+
+std::vector<int> tonesOfRow(const std::vector<int>& stated, std::size_t numSubcarriers) {
+  if (!stated.empty()) {
+    return stated;
+  }
+  std::vector<int> all(numSubcarriers);
+  std::iota(all.begin(), all.end(), 0);
+  return all;
 }
 
 std::size_t countEstimates(const CsiRows& rows, std::uint32_t numSubcarriers,

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "flightpath/ranging/csi_rows.h"
 
@@ -13,6 +14,9 @@ namespace flightpath {
 /// Errors: std::invalid_argument, in which `who` complains, for rows that are incomplete, null, longer
 /// than their stride, or of no sample each.
 std::size_t countRows(const CsiRows& rows, const char* who);
+
+/// The tones of a row of so many samples: those that are stated, or where there are none 0 ... n - 1.
+std::vector<int> tonesOfRow(const std::vector<int>& stated, std::size_t numSubcarriers);
 
 /// How many estimates the rows make.
 ///

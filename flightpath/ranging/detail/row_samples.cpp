@@ -43,4 +43,10 @@ double powerOfTwoScale(std::span<const double> re, std::span<const double> im) {
   return std::ldexp(1.0, std::min(1 - exponent, largestExponent));
 }
 
+void multiplyBy(double factor, std::span<double> re, std::span<double> im) {
+  for (const std::span<double> parts : {re, im}) {
+    std::ranges::for_each(parts, [factor](double& part) { part *= factor; });
+  }
+}
+
 }  // namespace flightpath

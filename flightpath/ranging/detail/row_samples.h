@@ -15,4 +15,7 @@ void readRow(const CsiRows& rows, std::size_t row, std::span<const std::size_t> 
 /// step: double subnormals come to some 2^-74, which is near enough. Parts that are not finite do not count.
 double powerOfTwoScale(std::span<const double> re, std::span<const double> im);
 
+/// Both parts times a factor.
+void multiplyBy(double factor, std::span<double> re, std::span<double> im);
+
 }  // namespace flightpath

@@ -62,9 +62,7 @@ void SampleBlock::markPhaseOnly() {
 void SampleBlock::rescale() {
   const double factor = powerOfTwoScale(re_, im_);
   scale_ *= factor;
-  for (std::vector<double>* const parts : {&re_, &im_}) {
-    std::ranges::for_each(*parts, [factor](double& part) { part *= factor; });
-  }
+  multiplyBy(factor, re_, im_);
 }
 
 void SampleBlock::correct() {

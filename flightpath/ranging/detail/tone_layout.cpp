@@ -1,12 +1,12 @@
 #include "flightpath/ranging/detail/tone_layout.h"
 
 #include <algorithm>
-#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "flightpath/likelihood/tone_set.h"
+#include "flightpath/ranging/detail/row_layout.h"
 
 namespace flightpath {
 namespace {
@@ -17,16 +17,6 @@ template <class... Words>
   text.precision(17);
   (text << ... << words);
   throw std::invalid_argument(text.str());
-}
-
-/// The tones that a row holds.
-std::vector<int> tonesOfRow(std::uint32_t numSubcarriers, const RangingOptions& options) {
-  if (!options.Tones.empty()) {
-    return options.Tones;
-  }
-  std::vector<int> tones(numSubcarriers);
-  std::iota(tones.begin(), tones.end(), 0);
-  return tones;
 }
 
 void checkTones(std::uint32_t numSubcarriers, const std::vector<int>& tones,
@@ -75,7 +65,7 @@ std::vector<double> combined(const std::vector<double>& weights, const Calibrati
 }  // namespace
 
 MeasuredTones measuredTones(std::uint32_t numSubcarriers, const RangingOptions& options) {
-  std::vector<int> tones = tonesOfRow(numSubcarriers, options);
+  std::vector<int> tones = tonesOfRow(options.Tones, numSubcarriers);
   checkTones(numSubcarriers, tones, options.Weights);
   if (options.Calibration.empty()) {
     return {std::move(tones), options.Weights};

@@ -35,4 +35,10 @@ ForwardTransform::~ForwardTransform() { fftw::destroy(plan_); }
 
 void ForwardTransform::run() { fftw::execute(plan_, in_.data(), out_.data()); }
 
+void ForwardTransform::addPowers(std::span<float> powers) const {
+  for (std::size_t i = 0; i < powers.size(); ++i) {
+    powers[i] += out_[i].re * out_[i].re + out_[i].im * out_[i].im;
+  }
+}
+
 }  // namespace flightpath

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "flightpath/runtime/complex.h"
@@ -25,6 +26,9 @@ class ForwardTransform {
 
   /// Fills `out`; `in` stays as it is.
   void run();
+
+  /// powers += |out|^2
+  void addPowers(std::span<float> powers) const;
 
  private:
   std::vector<creal32_T> in_, out_;
