@@ -65,9 +65,8 @@ void generalEigen() {
                                    scale.data());
 }
 
-template <class T>
 void choleskyFactor() {
-  auto A = identity<T>();
+  auto A = identity<double>();
   flightpath::lapack::choleskyFactor(n, A.data());
 }
 
@@ -76,6 +75,44 @@ void symmetricEigen() {
   std::vector<double> eigenvalues(n);
   std::vector<double> work(elements);
   flightpath::lapack::symmetricEigen(n, A.data(), eigenvalues.data(), work.data());
+}
+
+constexpr auto tridiagonalWork = static_cast<std::size_t>(flightpath::lapack::tridiagonalWork) * n;
+
+void tridiagonalise() {
+  auto A = identity<double>();
+  std::vector<double> diagonal(n);
+  std::vector<double> offDiagonal(n);
+  std::vector<double> tau(n);
+  std::vector<double> work(tridiagonalWork);
+  flightpath::lapack::tridiagonalise(n, A.data(), diagonal.data(), offDiagonal.data(), tau.data(),
+                                     work.data());
+}
+
+void tridiagonalEigenvalues() {
+  std::vector<double> diagonal(n, 1.0);
+  std::vector<double> offDiagonal(n, 0.1);
+  flightpath::lapack::tridiagonalEigenvalues(n, diagonal.data(), offDiagonal.data());
+}
+
+void tridiagonalEigenvectors() {
+  const std::vector<double> diagonal(n, 1.0);
+  const std::vector<double> offDiagonal(n, 0.1);
+  const double eigenvalue = 1.0;
+  std::vector<double> vector(n);
+  std::vector<double> work(tridiagonalWork);
+  std::vector<std::int32_t> whole(4 * n);
+  flightpath::lapack::tridiagonalEigenvectors(n, diagonal.data(), offDiagonal.data(), 1,
+                                              &eigenvalue, vector.data(), work.data(),
+                                              whole.data());
+}
+
+void applyReflections() {
+  const auto A = identity<double>();
+  const std::vector<double> tau(n);
+  std::vector<double> vector(n);
+  std::vector<double> work(tridiagonalWork);
+  flightpath::lapack::applyReflections(n, A.data(), tau.data(), 1, vector.data(), work.data());
 }
 
 struct Call {
@@ -90,9 +127,12 @@ const Call everyCall[] = {
     {"norm2", norm},
     {"hermitianEigen", hermitianEigen},
     {"generalEigen", generalEigen},
-    {"choleskyFactor, double", choleskyFactor<double>},
-    {"choleskyFactor, float", choleskyFactor<float>},
+    {"choleskyFactor", choleskyFactor},
     {"symmetricEigen", symmetricEigen},
+    {"tridiagonalise", tridiagonalise},
+    {"tridiagonalEigenvalues", tridiagonalEigenvalues},
+    {"tridiagonalEigenvectors", tridiagonalEigenvectors},
+    {"applyReflections", applyReflections},
 };
 
 /// How many threads of four are in the call at the same time, at most.
