@@ -116,8 +116,8 @@ class LineOfSight::Batch {
   void estimateSlice(const CsiRows& rows, std::vector<DirectPath>& out, std::size_t begin,
                      std::size_t count) {
     team_.run([&](unsigned thread) {
-      const std::size_t last = begin + count * (thread + 1) / team_.size();
-      for (std::size_t i = begin + count * thread / team_.size(); i < last; ++i) {
+      const auto [first, last] = team_.shareOf(thread, count);
+      for (std::size_t i = begin + first; i < begin + last; ++i) {
         out[i] = fits_[thread]->estimate(rows, i * snapshots_);
       }
     });

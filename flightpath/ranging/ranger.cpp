@@ -130,8 +130,8 @@ class Ranger::Batch {
     team_.run([&](unsigned thread) {
       Worker& worker = *workers_[thread];
       worker.found.clear();
-      const std::size_t last = count * (thread + 1) / team_.size();
-      for (std::size_t i = count * thread / team_.size(); i < last; ++i) {
+      const auto [first, last] = team_.shareOf(thread, count);
+      for (std::size_t i = first; i < last; ++i) {
         records_[i] = estimateOne(worker, rows, (begin + i) * snapshots_);
       }
     });

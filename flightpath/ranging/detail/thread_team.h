@@ -1,12 +1,19 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 namespace flightpath {
+
+/// The items from `first` on, up to but without `last`.
+struct Share {
+  std::size_t first;
+  std::size_t last;
+};
 
 /// A fixed number of threads that do one task together: each calls it once with its own number. The
 /// caller is number 0, the others wait between tasks. The others block every signal: none sent to
@@ -20,6 +27,12 @@ class ThreadTeam {
   ThreadTeam& operator=(const ThreadTeam&) = delete;
 
   unsigned size() const { return size_; }
+
+  /// Which of `count` items are those of one thread: shares differ by one at most, and those of all
+  /// threads, one behind the other, are the whole.
+  Share shareOf(unsigned number, std::size_t count) const {
+    return {count * number / size_, count * (number + 1) / size_};
+  }
 
   /// Runs the task on every thread and waits for all. What one of them throws reaches the caller
   /// (the first by number of thread), after all are done; the team stays usable.
