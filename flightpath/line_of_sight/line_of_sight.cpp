@@ -84,7 +84,7 @@ class LineOfSight::Batch {
     out.clear();
     const std::size_t total =
         countEstimates(rows, numSubcarriers_, snapshots_, "LineOfSight::estimate");
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     try {
       ProgressPacer pacer(progress, total, team_.size());
       for (bool goOn = total > 0; goOn;) {
@@ -105,7 +105,7 @@ class LineOfSight::Batch {
         snapshots_(options.SnapshotsPerEstimate),
         team_(options.Threads) {
     const double spacing_Hz = options.SubcarrierSpacing * tones.stride();
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     const auto grid = std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
     for (unsigned i = 0; i < team_.size(); ++i) {
       fits_.push_back(std::make_unique<DirectPathFit>(numSubcarriers, tones, grid, shared(options),

@@ -92,7 +92,7 @@ class Ranger::Batch {
     writer.clear(context_, snapshots_);
     const std::size_t total =
         countEstimates(rows, context_.NumSubcarriers, snapshots_, "Ranger::estimate");
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     try {
       ProgressPacer pacer(progress, total, team_.size());
       for (bool goOn = total > 0; goOn;) {
