@@ -1,19 +1,23 @@
 #include "flightpath/line_of_sight/line_of_sight.h"
 
+#include <cblas.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "tests/support/blas_threads.h"
 #include "tests/support/diffuse_channel.h"
 #include "tests/support/direct_paths.h"
+#include "tests/support/forked_child.h"
 #include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
 #include "tests/support/tone_samples.h"
@@ -387,6 +391,42 @@ TEST(LineOfSight, ABatchThatIsStoppedKeepsWhatWasFinished) {
   EXPECT_TRUE(support::sameBits(
       everythingIn(stopped),
       everythingIn({all.begin(), all.begin() + static_cast<std::ptrdiff_t>(stoppedAt)})));
+}
+
+// EXACT: as before, whether a call returns or throws.
+TEST(LineOfSight, GivesTheHostsCountOfBlasThreadsBack) {
+  const support::BlasThreads host(2);
+  LineOfSight lineOfSight(64, options());
+  EXPECT_EQ(openblas_get_num_threads(), 2) << "the constructor";
+  lineOfSight.estimate({diffuseBatch(2, 3.0), 64});
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+  std::optional<int> during;
+  const auto fail = [&](std::size_t, std::size_t) -> bool {
+    during = openblas_get_num_threads();
+    throw std::runtime_error("by the callback");
+  };
+  EXPECT_THROW(lineOfSight.estimate({diffuseBatch(400, 3.0), 64}, fail), std::runtime_error);
+  EXPECT_EQ(during, 1);
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+}
+
+// EXACT: of a host that forks, in the child and then in the parent.
+TEST(LineOfSight, GetsTheSameBitsInAForkedChild) {
+  if (!support::childrenMayStartThreads) {
+    GTEST_SKIP() << support::refusedThreads;
+  }
+  const Samples batch = diffuseBatch(9, 3.0);
+  LineOfSightOptions how = options();
+  how.Threads = 2;
+  LineOfSight lineOfSight(64, how);
+  const auto expected = everythingIn(estimate(batch, options()));
+  const auto isTheSame = [&] {
+    return support::sameBits(everythingIn(lineOfSight.estimate({batch, 64})), expected);
+  };
+  EXPECT_TRUE(support::holdsInChild(isTheSame)) << "before it is used";
+  EXPECT_TRUE(isTheSame());
+  EXPECT_TRUE(support::holdsInChild(isTheSame)) << "afterwards";
+  EXPECT_TRUE(isTheSame());
 }
 
 // EXACT: each names its argument.
