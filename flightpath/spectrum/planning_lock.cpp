@@ -27,19 +27,21 @@ void settleByUse() {
 std::atomic<pthread_t> planner = 0;
 
 // Around a fork: a child gets neither a plan that is half made nor a lock that nobody gives back. A thread
-// that forks while it holds the lock does so in the child too.
+// that forks while it holds the lock does so in the child too. In this order: whoever holds the planning
+// mutex may ask for its initialisation.
 void hold() {
-  settling.lock();
+  settleByUse();
   if (planner != pthread_self()) {
     pthread_mutex_lock(&planningMutex);
   }
+  settling.lock();
 }
 
 void release() {
+  settling.unlock();
   if (planner != pthread_self()) {
     pthread_mutex_unlock(&planningMutex);
   }
-  settling.unlock();
 }
 
 [[maybe_unused]] const int forkHandlers = pthread_atfork(hold, release, release);
