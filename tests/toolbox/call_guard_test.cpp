@@ -3,14 +3,18 @@
 #include <cblas.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
 #include "tests/support/call_counter.h"
+#include "tests/support/forked_child.h"
 #include "tests/threads/together.h"
 
 /// Who may be inside BLAS and LAPACK at the same time. All checks are of the class EXACT.
@@ -118,10 +122,12 @@ void applyReflections() {
 struct Call {
   const char* name;
   void (*make)();
+  bool isOneByOne = false;  // whatever the build
 };
 
 const Call everyCall[] = {
-    {"useOneThread", flightpath::blas::useOneThread},
+    {"useOneThread", flightpath::blas::useOneThread, true},
+    {"OneThread", [] { const flightpath::blas::OneThread oneThread; }, true},
     {"multiply", multiply},
     {"multiplyReal", multiplyReal},
     {"norm2", norm},
@@ -189,6 +195,24 @@ TEST(CallGuard, OtherwiseLetsEveryoneIn) {
   SUCCEED() << "came back";
 }
 
+// The fork waits for the other thread, which is not there in the child to end its call.
+TEST(CallGuard, IsFreeInAChildThatIsForkedDuringACallOfAnotherThread) {
+  std::atomic<bool> isCalling = false;
+  std::thread other([&] {
+    const CallGuard guard(true);
+    isCalling = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  });
+  while (!isCalling) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(support::holdsInChild([] {
+    const CallGuard guard(true);
+    return true;
+  }));
+  other.join();
+}
+
 TEST_P(TheSerialOrTheOpenMPBuild, IsCalledByOneThreadAtATime) {
   for (const Call& call : everyCall) {
     EXPECT_EXIT(std::_Exit(mostAtOnce(call)), testing::ExitedWithCode(1), "") << call.name;
@@ -217,8 +241,8 @@ INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheOpenMPBuild, testing::Values(2));
 
 TEST_P(TheThreadedBuild, IsCalledBySeveralThreadsAtOnce) {
   for (const Call& call : everyCall) {
-    EXPECT_EXIT(std::_Exit(mostAtOnce(call) > 1 ? 0 : 1), testing::ExitedWithCode(0), "")
-        << call.name;
+    const auto statement = [&] { std::_Exit((mostAtOnce(call) > 1) == !call.isOneByOne ? 0 : 1); };
+    EXPECT_EXIT(statement(), testing::ExitedWithCode(0), "") << call.name;
   }
 }
 
