@@ -5,21 +5,18 @@
 
 #include <flightpath/flightpath.h>
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <random>
 #include <thread>
 #include <vector>
 
+#include "bench/drawn_paths.h"
 #include "bench/measurement.h"
 #include "bench/same_paths.h"
 
 namespace {
-
-constexpr std::array<int, 9> snrs_dB = {5, 10, 15, 20, 30, 40, 50, 60, 70};
 
 /// How many channels of each size: the dense route takes the cube of N.
 const std::map<int, int> trialsOfSize = {{30, 5000},  {56, 4000},  {64, 5000},
@@ -43,21 +40,6 @@ struct Tally {
 
 using Tallies = std::map<int, Tally>;  // by SNR
 
-/// Paths a random half to four resolution cells apart.
-std::vector<SimulatedPath> drawPaths(int numPaths, double bandwidth_Hz, std::mt19937_64& random) {
-  std::uniform_real_distribution<double> cells(0.5, 4.0);
-  std::uniform_real_distribution<double> amplitude(0.3, 1.0);
-  std::uniform_real_distribution<double> phase_rad(0.0, 6.283185307179586);
-  std::vector<SimulatedPath> paths;
-  double delay_s = 0.0;
-  for (int k = 0; k < numPaths; ++k) {
-    delay_s += cells(random) / bandwidth_Hz;
-    const double a = amplitude(random);
-    paths.push_back({delay_s, a, phase_rad(random)});
-  }
-  return paths;
-}
-
 /// Both engines on the channels of one size.
 class Comparison {
  public:
@@ -65,17 +47,11 @@ class Comparison {
       : N_(N), parameters_(bench::defaults(N)), ranger_(static_cast<std::uint32_t>(N), options()) {}
 
   void run(int trial, Tallies& tallies) {
-    std::mt19937_64 random(static_cast<std::uint64_t>(N_) * 1000003U +
-                           static_cast<std::uint64_t>(trial));
-    const int snr_dB = snrs_dB[static_cast<std::size_t>(trial) % snrs_dB.size()];
-    const int numPaths = (trial / static_cast<int>(snrs_dB.size())) % 6;
-    const double bandwidth_Hz = static_cast<double>(bench::spacing_Hz) * N_;
-    const auto samples = simulateChannel(
-        drawPaths(numPaths, bandwidth_Hz, random),
-        {N_, static_cast<double>(bench::spacing_Hz), static_cast<double>(snr_dB)}, random);
-    dense_.MUSICToF(bench::toColumn(samples), &parameters_, &denseResult_);
-    ranger_.estimate(samples, found_);
-    count(numPaths, bench::fineStep_m(static_cast<float>(N_), bench::spacing_Hz), tallies[snr_dB]);
+    const bench::DrawnChannel channel = bench::drawChannel(N_, trial);
+    dense_.MUSICToF(bench::toColumn(channel.samples), &parameters_, &denseResult_);
+    ranger_.estimate(channel.samples, found_);
+    count(channel.numPaths, bench::fineStep_m(static_cast<float>(N_), bench::spacing_Hz),
+          tallies[channel.snr_dB]);
   }
 
  private:

@@ -6,7 +6,6 @@ Each ratio is printed with the smallest and the largest that two repetitions of 
 of it at most to either side.
 """
 
-import json
 import pathlib
 import sys
 
@@ -15,10 +14,9 @@ import promises
 
 def missed_memory(results):
     """Memory has no scatter to speak of: the promise is a limit."""
-    memory = json.loads((results / "memory-ranger.json").read_text())
-    if memory["N"] != 1992 or memory["added_MB"] <= promises.MEMORY_MB:
-        return []
-    return [f"a Ranger at N = 1992 adds {memory['added_MB']} MB, at most {promises.MEMORY_MB}"]
+    return [f"a Ranger at N = {N} adds {added} MB, at most {promises.MEMORY_MB[N]}"
+            for N, added in promises.ranger_memory(results).items()
+            if added > promises.MEMORY_MB.get(N, float("inf"))]
 
 
 def main():

@@ -2,9 +2,11 @@
 
     report.py RESULTS_FOLDER DOCS_FOLDER PEER_TRIALS
 
-RESULTS_FOLDER holds times.json, batch.json, memory.json, memory-ranger.json, agreement.md and scenarios/.
+RESULTS_FOLDER holds times.json, long.json, batch.json, memory.json, memory-ranger.jsonl, agreement.md, roads.md
+and scenarios/.
 
-DOCS_FOLDER/benchmarks.md, benchmarks.json (every number of the page) and benchmarks-stages.svg
+DOCS_FOLDER/benchmarks.md, benchmarks.json (every number of the page), benchmarks-stages.svg and
+benchmarks-long.svg
 """
 
 import importlib.util
@@ -62,7 +64,7 @@ def measured_section(measured):
             + measured.strip().replace("data/", "").replace(": dense/ranger", ":") + "\n```")
 
 
-def ranger_section(times, batch, memory, agreement, measured):
+def ranger_section(times, batch, agreement, measured):
     rows = []
     for (name, N, paths) in sorted(times, key=lambda key: (key[2], key[1])):
         if name == "Ranger" and paths == 3:
@@ -80,16 +82,80 @@ def ranger_section(times, batch, memory, agreement, measured):
         f"2,000 measurements of 64 subcarriers in one call: {duration(batch[1])} on one thread, "
         f"{duration(batch[2])} on two,\n{batch[1] / batch[2]:.2f} times faster (at least "
         f"{promises.FASTER_ON_TWO_THREADS})."]
-    if ("Ranger", 1992, 3) in times:
-        growth = times["Ranger", 1992, 3] / times["Ranger", 996, 3]
-        lines.append(f"From N = 996 to 1992 the time grows {growth:.2f}-fold "
-                     f"(at most {promises.GROWTH_TO_1992}).")
-    lines += [f"Memory that a Ranger and its estimate add at N = {memory['N']}: "
-              f"{memory['added_MB']:.1f} MB (at 1992 at most {promises.MEMORY_MB}).",
-              "### The same answer\n\nSimulated channels, N of 30 to 498, 0 to 5 paths half a "
+    lines += ["### The same answer\n\nSimulated channels, N of 30 to 498, 0 to 5 paths half a "
               "resolution cell to four cells apart, random amplitudes and phases:", agreement.strip(),
               measured_section(measured)]
     return "\n\n".join(lines)
+
+
+def long_table(times, memory):
+    rows = []
+    for (name, N, snr_dB) in sorted(times):
+        if name != "Unformed":
+            continue
+        unformed = times[name, N, snr_dB]
+        formed = times.get(("Formed", N, snr_dB))
+        least = promises.FASTER_UNFORMED.get(N)
+        limit = f" (at most {promises.MEMORY_MB[N]})" if N in promises.MEMORY_MB else ""
+        rows.append([
+            str(N), str(snr_dB), duration(formed) if formed else "", duration(unformed),
+            (f"{formed / unformed:.1f}" + (f" (at least {least})" if least else "")) if formed else "",
+            duration(times["LongLikelihood", N, snr_dB]),
+            f"{memory[N]:.1f} MB{limit}" if N in memory else ""])
+    return table(["N", "SNR, dB", "MUSIC, covariance formed", "MUSIC", "times faster",
+                  "maximum likelihood", "memory added"], rows)
+
+
+def hard_table(times, labels):
+    sizes = sorted({N for (name, N, case) in times if name == "Hard"})
+    rows = []
+    for case, label in sorted(labels.items()):
+        row = [label]
+        for N in sizes:
+            time = times.get(("Hard", N, case))
+            row.append("" if time is None else duration(time) if case == 0
+                       else f"{time / times['Hard', N, 0]:.1f}")
+        rows.append(row)
+    return table(["record"] + [f"N = {N}" for N in sizes], rows)
+
+
+def long_section(times, labels, memory, roads):
+    lines = ["From N = 280 on the Ranger does not form the covariance (ARCHITECTURE.md, \"Long records\"). Below, three "
+             "paths; the road\nthat forms it is what every N took before, in the same run.",
+             long_table(times, memory),
+             "![time of an estimate by N](benchmarks-long.svg)"]
+    if ("Unformed", 65535, 25) in times:
+        exponents = [f"{promises.growth_exponent(times, name, 25):.2f}"
+                     for name in ("Unformed", "LongLikelihood")]
+        lines.append(f"From N = 1992 to 65,535 the time grows with N to the power of {exponents[0]} (at most "
+                     f"{promises.GROWTH_EXPONENT}), of maximum likelihood {exponents[1]}.")
+    lines += ["From some 20,000 tones on MUSIC's threshold, a standard deviation above the mean of the "
+              "pseudo-spectrum, lies below the\nsidelobes of strong paths, and the leftmost peaks are "
+              "not all paths: take maximum likelihood there.",
+              "### The same answer on both roads\n\n" + roads.strip(),
+              "### The hardest records\n\nMUSIC; times the first line, that of an estimate of three paths "
+              f"at 25 dB (at most {promises.HARDEST}):",
+              hard_table(times, labels)]
+    return "\n\n".join(lines)
+
+
+def draw_long(times, dense, path):
+    """Time over N, both logarithmic: the dense route and both roads of the Ranger."""
+    figure, axes = pyplot.subplots(figsize=(8, 4.5))
+    curves = {"MUSIC::estimateToF": dense}
+    for name, label in (("Formed", "Ranger, MUSIC, covariance formed"), ("Unformed", "Ranger, MUSIC"),
+                        ("LongLikelihood", "Ranger, maximum likelihood")):
+        curves[label] = {N: time for (kind, N, snr_dB), time in times.items()
+                         if kind == name and snr_dB == 25}
+    for label, curve in curves.items():
+        sizes = sorted(curve)
+        axes.loglog(sizes, [curve[N] * 1e-3 for N in sizes], marker="o", markersize=3, label=label)
+    axes.set_xlabel("tones N (three paths, 25 dB; estimateToF 30 dB)")
+    axes.set_ylabel("one estimate, ms")
+    axes.grid(True, which="both", alpha=0.2)
+    axes.legend()
+    figure.tight_layout()
+    figure.savefig(path, metadata={"Date": None})
 
 
 def stage_shares(times, paths=3):
@@ -190,7 +256,7 @@ def memory_section(memory):
               "touched for\nthe first time.")
 
 
-def page(times, context, memory, ranger, folder, records, notes, peer_trials):
+def page(times, context, memory, ranger, long, folder, records, notes, peer_trials):
     parts = [
         "# Benchmarks",
         "Written by `./scripts/bench`: do not edit. Every number comes from one run on one machine\n"
@@ -214,6 +280,8 @@ def page(times, context, memory, ranger, folder, records, notes, peer_trials):
         memory_section(memory),
         "## The structured engine beside the dense route",
         ranger,
+        "## Long records",
+        long,
         "## Accuracy beside speed",
         "Random path phases in every trial; the same vectors for every estimator, one thread "
         f"each; peers on the\nfirst {peer_trials} trials. A trial counts as found when every true "
@@ -244,20 +312,28 @@ def main():
     results, docs, peer_trials = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3]
     benchmark = json.loads((results / "times.json").read_text())
     memory = json.loads((results / "memory.json").read_text())
-    ranger_memory = json.loads((results / "memory-ranger.json").read_text())
+    ranger_memory = promises.ranger_memory(results)
+    long_runs, labels = promises.long_repetitions(json.loads((results / "long.json").read_text()))
+    long_times = medians(long_runs)
     folder = results / "scenarios"
     times = medians(promises.repetitions(benchmark))
     batch = medians(promises.batch_repetitions(json.loads((results / "batch.json").read_text())))
-    ranger = ranger_section(times, batch, ranger_memory, (results / "agreement.md").read_text(),
+    ranger = ranger_section(times, batch, (results / "agreement.md").read_text(),
                             (results / "measured.txt").read_text())
+    long = long_section(long_times, labels, ranger_memory, (results / "roads.md").read_text())
     records, notes = accuracy(folder, int(peer_trials))
     docs.mkdir(exist_ok=True)
     draw_stages(times, docs / "benchmarks-stages.svg")
+    draw_long(long_times, {N: time for (name, N, paths), time in times.items()
+                           if name == "estimateToF" and paths == 3 and N >= 242},
+              docs / "benchmarks-long.svg")
     (docs / "benchmarks.md").write_text(
-        page(times, benchmark["context"], memory, ranger, folder, records, notes, int(peer_trials)))
+        page(times, benchmark["context"], memory, ranger, long, folder, records, notes, int(peer_trials)))
     (docs / "benchmarks.json").write_text(json.dumps({
         "times_us": [{"benchmark": k[0], "N": k[1], "paths": k[2], "median": v}
                      for k, v in sorted(times.items())],
+        "long_us": [{"benchmark": k[0], "N": k[1], "snr_dB or case": k[2], "median": v}
+                    for k, v in sorted(long_times.items())],
         "batch_us": batch, "memory": memory, "memory_ranger": ranger_memory, "accuracy": records, "notes": notes}, indent=1) + "\n")
 
 

@@ -27,7 +27,7 @@ class MusicPaths {
     int numRows = 1;  // that share their paths
     std::optional<int> numPaths;
     bool phaseSlopeForOnePath = true;
-    int longFrom = 320;  // from this N on the covariance is not formed
+    int longFrom = 280;  // from this N on the covariance is not formed
   };
 
   /// For rows of N samples, `spacing_Hz` apart.
