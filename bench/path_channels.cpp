@@ -107,13 +107,13 @@ void addGaps(std::vector<PathScenario>& all) {
           continue;  // beyond the unambiguous range
         }
         PathScenario s = {std::string(set.name) + ", " + name + (bulk_s > 0 ? " + 1 us" : ""),
-                      set.tones,
-                      set.isDrawn,
-                      delays_s,
-                      three,
-                      30.0,
-                      1,
-                      set.window};
+                          set.tones,
+                          set.isDrawn,
+                          delays_s,
+                          three,
+                          30.0,
+                          1,
+                          set.window};
         for (double& delay_s : s.delays_s) {
           delay_s += bulk_s;
         }
