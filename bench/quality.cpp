@@ -356,7 +356,8 @@ void run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   if (argc < 5) {
-    std::fprintf(stderr, "flightpath_quality TRIALS MEASUREMENTS.csv TRUTH.csv PULSE.csv [answers]\n");
+    std::fprintf(stderr,
+                 "flightpath_quality TRIALS MEASUREMENTS.csv TRUTH.csv PULSE.csv [answers]\n");
     return 2;
   }
   try {

@@ -34,7 +34,7 @@ Answer look(LineOfSight& lineOfSight, const Record& rows, int N) {
   for (const DirectPath& p : lineOfSight.estimate({rows, static_cast<std::size_t>(N)})) {
     answer.insert(answer.end(), {p.Distance_m, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
                                  p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                                 static_cast<double>(p.Result)});
+                                 static_cast<double>(p.Result), static_cast<double>(p.Quality)});
   }
   return answer;
 }

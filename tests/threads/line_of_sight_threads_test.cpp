@@ -33,9 +33,10 @@ LineOfSight makeLineOfSight(const BatchJob& job, unsigned threads) {
 Bits look(LineOfSight& lineOfSight, const BatchJob& job) {
   std::vector<double> numbers;
   for (const DirectPath& p : lineOfSight.estimate({job.batch, static_cast<std::size_t>(job.N)})) {
-    numbers.insert(numbers.end(), {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m,
-                                   p.Probability, p.RicianFactor_dB, p.Decay_s, p.NoisePower,
-                                   p.ProfileMisfit, static_cast<double>(p.Result)});
+    numbers.insert(numbers.end(),
+                   {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
+                    p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
+                    static_cast<double>(p.Result), static_cast<double>(p.Quality)});
   }
   return support::bitsOf(numbers);
 }

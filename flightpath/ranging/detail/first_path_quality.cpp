@@ -3,12 +3,11 @@
 namespace flightpath {
 namespace {
 
-/// In cells. By how much the count is decided adds nothing to them: of two answers of the same deviation,
-/// the one with the smaller margins is as often right.
+/// In cells. Of the answers that pass, those with small margins of the count are as good as the others.
 constexpr double goodDeviation = 0.06;
 constexpr double poorDeviation = 0.25;
 
-/// White residuals of 16 tones stay below it in 98 of 100 estimates, of 64 in all but 1 of 1000.
+/// White residuals of 16 tones pass it in 98 of 100 estimates, of 64 in all but one of a thousand.
 constexpr double highestStructure = 2.0;
 
 }  // namespace
