@@ -193,8 +193,7 @@ TEST(FirstPathQuality, ABatchHasTheWordsOfItsRows) {
 // EXACT: after a good answer, one without a path has no word of it.
 TEST(FirstPathQuality, NoAnswerHasTheWordOfTheOneBefore) {
   Ranger ranger(64, likelihood());
-  EXPECT_EQ(wordOf(ranger, measureTones({{40.0, 1.0, 0.4}}, t64, 1e-3, 1)),
-            Quality::Good);
+  EXPECT_EQ(wordOf(ranger, measureTones({{40.0, 1.0, 0.4}}, t64, 1e-3, 1)), Quality::Good);
   EXPECT_EQ(wordOf(ranger, std::vector<Complex>(64)), Quality::NotRated);
   EXPECT_EQ(wordOf(ranger, std::vector<Complex>(64, notANumber)), Quality::NotRated);
 }

@@ -3,7 +3,7 @@
 namespace flightpath {
 namespace {
 
-/// In cells. The Rician factor adds next to nothing to them: the deviation knows it already.
+/// In cells. The Rician factor adds little to them: the deviation knows it already.
 constexpr double goodDeviation = 0.08;
 constexpr double poorDeviation = 0.25;
 

@@ -3,7 +3,7 @@
 namespace flightpath {
 namespace {
 
-/// In cells. Of the answers that pass, those with small margins of the count are as good as the others.
+/// In cells. Of the answers that pass, those with small margins of the count are hardly worse than the others.
 constexpr double goodDeviation = 0.06;
 constexpr double poorDeviation = 0.25;
 
