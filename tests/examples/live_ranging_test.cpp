@@ -29,7 +29,7 @@ constexpr double distance_m = 29.9792;
 class Receiver {
  public:
   explicit Receiver(std::vector<std::string> options) : program_(command(std::move(options))) {
-    const std::string& text = program_.readUntil("paths\n");
+    const std::string& text = program_.readUntil("quality\n");
     const std::size_t at = text.find("port ");
     port_ =
         at == std::string::npos ? 1 : static_cast<std::uint16_t>(std::stoi(text.substr(at + 5)));
