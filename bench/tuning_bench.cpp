@@ -12,11 +12,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <vector>
 
 #include "flightpath/ranging/detail/lagged_products.h"
 #include "flightpath/ranging/detail/leading_eigenpairs.h"
+#include "flightpath/ranging/detail/music_paths.h"
 #include "flightpath/ranging/detail/real_gram.h"
 #include "flightpath/ranging/detail/signal_space.h"
 #include "flightpath/rules/subvector_length.h"
@@ -178,7 +180,6 @@ void countWith(benchmark::State& state, int N, const flightpath::SignalSpaceTuni
   const auto given = matrices(N, 20.0, 20);
   flightpath::SignalSpaceTuning exact;
   exact.valueTolerance = 1e-9;
-  exact.roughOrder = 1 << 20;
   flightpath::SignalSpace careful(given[0].order(), given[0].L(), 1, exact);
   flightpath::SignalSpace space(given[0].order(), given[0].L(), 1, tuning);
   int same = 0;
@@ -205,14 +206,7 @@ void BM_FirstWidth(benchmark::State& state) {
   countWith(state, static_cast<int>(state.range(0)), tuning);
 }
 
-/// range(1): whether single precision is tried first.
-void BM_RoughFactor(benchmark::State& state) {
-  flightpath::SignalSpaceTuning tuning;
-  tuning.roughOrder = state.range(1) != 0 ? 0 : 1 << 20;
-  countWith(state, static_cast<int>(state.range(0)), tuning);
-}
-
-/// A forced count, up to the widest block and beyond, where the full decomposition takes over.
+/// A forced count: of the signals that there are, and of more, where a decomposition takes over.
 void BM_ForcedCount(benchmark::State& state) {
   const auto N = static_cast<int>(state.range(0));
   const auto given = matrices(N, 20.0, 4);
@@ -222,6 +216,45 @@ void BM_ForcedCount(benchmark::State& state) {
     benchmark::DoNotOptimize(
         space.take(given[next++ % given.size()].matrix(), static_cast<int>(state.range(1))));
   }
+}
+
+/// A block of three paths at 20 dB in `rows` rows.
+flightpath::SampleBlock threePaths(int N, int rows) {
+  std::mt19937_64 random(3);
+  std::uniform_real_distribution<double> phase(0.0, 6.283185307179586);
+  std::vector<creal32_T> all;
+  for (int row = 0; row < rows; ++row) {
+    std::vector<SimulatedPath> paths;
+    for (int k = 0; k < 3; ++k) {
+      paths.push_back({(3.0 + cellsApart * k) / (N * spacing_Hz), 1.0 - 0.25 * k, phase(random)});
+    }
+    const auto x = simulateChannel(paths, {N, spacing_Hz, 20.0}, random);
+    all.insert(all.end(), x.begin(), x.end());
+  }
+  flightpath::SampleBlock samples(N, rows);
+  samples.take({all, static_cast<std::size_t>(N)}, 0);
+  return samples;
+}
+
+void estimateByRoad(benchmark::State& state, int N, int rows) {
+  const flightpath::SampleBlock samples = threePaths(N, rows);
+  flightpath::MusicPaths::Settings settings;
+  settings.numRows = rows;
+  settings.longFrom = state.range(1) != 0 ? 0 : std::numeric_limits<int>::max();
+  flightpath::MusicPaths music(N, spacing_Hz, settings);
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(music.find(samples));
+  }
+}
+
+/// range(1): whether the covariance is left unformed.
+void BM_Road(benchmark::State& state) {
+  estimateByRoad(state, static_cast<int>(state.range(0)), 1);
+}
+
+/// The same at N = 320, for several rows.
+void BM_RoadOfRows(benchmark::State& state) {
+  estimateByRoad(state, 320, static_cast<int>(state.range(0)));
 }
 
 }  // namespace
@@ -266,7 +299,10 @@ BENCHMARK(BM_ValueTolerance)
     ->ArgNames({"N", "tolerance_dB"})
     ->ArgsProduct({{64, 242, 498}, {5, 10, 15, 20, 30, 60}});
 BENCHMARK(BM_FirstWidth)->ArgNames({"N", "width"})->ArgsProduct({{64, 242}, {3, 4, 6, 8, 12, 16}});
-BENCHMARK(BM_RoughFactor)->ArgNames({"N", "rough"})->ArgsProduct({{242, 498, 996}, {0, 1}});
-BENCHMARK(BM_ForcedCount)->ArgNames({"N", "count"})->ArgsProduct({{242, 498}, {6, 20, 40, 62, 80}});
+BENCHMARK(BM_ForcedCount)->ArgNames({"N", "count"})->ArgsProduct({{64, 242, 319}, {3, 5, 10, 20}});
+BENCHMARK(BM_Road)
+    ->ArgNames({"N", "long"})
+    ->ArgsProduct({{242, 280, 300, 320, 360, 498, 996, 1992}, {0, 1}});
+BENCHMARK(BM_RoadOfRows)->ArgNames({"rows", "long"})->ArgsProduct({{2, 8, 32, 128}, {0, 1}});
 
 BENCHMARK_MAIN();

@@ -21,6 +21,7 @@ function(flightpath_require target)
 endfunction()
 
 flightpath_require(FFTW HEADER fftw3.h LIBRARY fftw3f PACKAGE libfftw3-dev)
+flightpath_require(FFTWDouble HEADER fftw3.h LIBRARY fftw3 PACKAGE libfftw3-dev)
 # OpenBLAS keeps its own cblas.h beside those of other BLAS libraries: only its own declares
 # openblas_set_num_threads.
 flightpath_require(OpenBLAS HEADER cblas.h LIBRARY openblas PACKAGE libopenblas-dev

@@ -5,11 +5,9 @@
 //                                      as many as found
 
 #include <flightpath/flightpath.h>
-#include <getopt.h>
 
 #include <cmath>
 #include <cstdio>
-#include <exception>
 #include <optional>
 #include <random>
 #include <string>
@@ -111,27 +109,16 @@ void estimateSimulated() {
   }
 }
 
+void run(const Options& options) {
+  if (options.file) {
+    estimateFile(*options.file, options.numPaths);
+  } else {
+    estimateSimulated();
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::optional<Options> options = parseOptions(argc, argv);
-  if (!options) {
-    printUsage(stderr);
-    return 1;
-  }
-  if (options->help) {
-    printUsage(stdout);
-    return 0;
-  }
-  try {
-    if (options->file) {
-      estimateFile(*options->file, options->numPaths);
-    } else {
-      estimateSimulated();
-    }
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "estimate_tof: %s\n", error.what());
-    return 1;
-  }
-  return 0;
+  return answer("estimate_tof", parseOptions(argc, argv), printUsage, run);
 }

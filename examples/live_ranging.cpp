@@ -5,7 +5,6 @@
 // It ends after N good packets, when nothing comes for so many seconds, or by SIGINT or SIGTERM, and then
 // says what was lost and what was refused. docs/live.md describes the datagrams.
 
-#include <getopt.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -14,7 +13,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <optional>
 #include <string>
@@ -114,16 +112,8 @@ std::optional<CaptureTones> captureNamed(const char* text) {
   return std::strcmp(text, "ht") == 0 ? std::optional(CaptureTones::HT) : std::nullopt;
 }
 
-template <class Value, class Target>
-bool assign(const std::optional<Value>& value, Target& target) {
-  if (value) {
-    target = *value;
-  }
-  return value.has_value();
-}
-
-bool readOption(int c, Options& options) {
-  switch (c) {
+bool readOption(int letter, Options& options) {
+  switch (letter) {
     case 'a':
       options.address = optarg;
       return true;
@@ -152,32 +142,12 @@ std::optional<Options> parseOptions(int argc, char** argv) {
       {"capture", required_argument, nullptr, 'c'}, {"round-trip", no_argument, nullptr, 'r'},
       {"count", required_argument, nullptr, 'n'},   {"help", no_argument, nullptr, 'h'},
       {"idle", required_argument, nullptr, 'i'},    {}};
-  Options options;
-  for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
-    if (!readOption(c, options)) {
-      return {};
-    }
-  }
-  return optind == argc ? std::optional(options) : std::nullopt;
+  const std::optional<Options> options = readOptions(argc, argv, known, readOption);
+  return optind == argc ? options : std::nullopt;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::optional<Options> options = parseOptions(argc, argv);
-  if (!options) {
-    printUsage(stderr);
-    return 1;
-  }
-  if (options->help) {
-    printUsage(stdout);
-    return 0;
-  }
-  try {
-    run(*options);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "live_ranging: %s\n", error.what());
-    return 1;
-  }
-  return 0;
+  return answer("live_ranging", parseOptions(argc, argv), printUsage, run);
 }

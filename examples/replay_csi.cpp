@@ -2,11 +2,8 @@
 //
 //   replay_csi FILE.csv [--address A] [--port P] [--rate R] [--count N] [--int16]
 
-#include <getopt.h>
-
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -74,26 +71,17 @@ void printUsage(std::FILE* out) {
       out);
 }
 
-template <class Number, class Target>
-bool assignNumber(Target& target) {
-  const std::optional<Number> value = numberIn<Number>(optarg);
-  if (value) {
-    target = *value;
-  }
-  return value.has_value();
-}
-
-bool readOption(int c, Options& options) {
-  switch (c) {
+bool readOption(int letter, Options& options) {
+  switch (letter) {
     case 'a':
       options.address = optarg;
       return true;
     case 'p':
-      return assignNumber<std::uint16_t>(options.port);
+      return assign(numberIn<std::uint16_t>(optarg), options.port);
     case 'r':
-      return assignNumber<std::uint32_t>(options.rate_Hz);
+      return assign(numberIn<std::uint32_t>(optarg), options.rate_Hz);
     case 'n':
-      return assignNumber<std::uint32_t>(options.count);
+      return assign(numberIn<std::uint32_t>(optarg), options.count);
     case 's':
       options.format = SampleFormat::Int16;
       return true;
@@ -113,39 +101,19 @@ std::optional<Options> parseOptions(int argc, char** argv) {
                                  {"help", no_argument, nullptr, 'h'},
                                  {"int16", no_argument, nullptr, 's'},
                                  {}};
-  Options options;
-  for (int c = 0; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
-    if (!readOption(c, options)) {
-      return {};
-    }
-  }
-  if (options.help) {
+  std::optional<Options> options = readOptions(argc, argv, known, readOption);
+  if (!options || options->help) {
     return options;
   }
   if (optind + 1 != argc) {
     return {};
   }
-  options.file = argv[optind];
+  options->file = argv[optind];
   return options;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::optional<Options> options = parseOptions(argc, argv);
-  if (!options) {
-    printUsage(stderr);
-    return 1;
-  }
-  if (options->help) {
-    printUsage(stdout);
-    return 0;
-  }
-  try {
-    run(*options);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "replay_csi: %s\n", error.what());
-    return 1;
-  }
-  return 0;
+  return answer("replay_csi", parseOptions(argc, argv), printUsage, run);
 }

@@ -6,6 +6,7 @@
 
 #include "flightpath/line_of_sight/detail/direct_path_fit.h"
 #include "flightpath/ranging/detail/distance_scale.h"
+#include "flightpath/ranging/detail/option_checks.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
 #include "flightpath/ranging/detail/row_layout.h"
 #include "flightpath/ranging/detail/thread_team.h"
@@ -16,33 +17,20 @@
 namespace flightpath {
 namespace {
 
-constexpr unsigned mostThreads = 1024;
+constexpr char self[] = "LineOfSight";
 constexpr std::uint32_t fewestSubcarriers = 4;
 constexpr std::uint32_t mostSubcarriers = 4096;
-constexpr std::uint32_t mostSnapshots = 65535;
 
 /// In strides: the coarse search keeps some fifty arrays of four to eight times this length per thread.
 constexpr int longestExtent = 1 << 16;
 
 void check(std::uint32_t numSubcarriers, const LineOfSightOptions& options) {
-  if (numSubcarriers < fewestSubcarriers || numSubcarriers > mostSubcarriers) {
-    throw std::invalid_argument("LineOfSight: numSubcarriers is not within 4 ... 4096");
-  }
-  if (!(options.SubcarrierSpacing > 0.0) || !std::isfinite(options.SubcarrierSpacing)) {
-    throw std::invalid_argument("LineOfSight: SubcarrierSpacing is not a finite number above 0");
-  }
-  if (options.SnapshotsPerEstimate == 0 || options.SnapshotsPerEstimate > mostSnapshots) {
-    throw std::invalid_argument("LineOfSight: SnapshotsPerEstimate is not within 1 ... 65535");
-  }
-  if (options.Threads > mostThreads) {
-    throw std::invalid_argument("LineOfSight: Threads is above 1024");
-  }
-  if (!(options.LongestDecay > 0.0) || !std::isfinite(options.LongestDecay)) {
-    throw std::invalid_argument("LineOfSight: LongestDecay is not a finite number above 0");
-  }
-  if (!(options.IntervalLevel > 0.0) || !(options.IntervalLevel < 1.0)) {
-    throw std::invalid_argument("LineOfSight: IntervalLevel is not above 0 and below 1");
-  }
+  requireWithin(numSubcarriers, fewestSubcarriers, mostSubcarriers, "numSubcarriers", self);
+  requireFiniteAboveZero(options.SubcarrierSpacing, "SubcarrierSpacing", self);
+  requireWithin(options.SnapshotsPerEstimate, 1, mostSnapshots, "SnapshotsPerEstimate", self);
+  requireAtMost(options.Threads, mostThreads, "Threads", self);
+  requireFiniteAboveZero(options.LongestDecay, "LongestDecay", self);
+  requireProbability(options.IntervalLevel, "IntervalLevel", self);
 }
 
 /// What a Ranger has too, for the rules that both share.
@@ -96,7 +84,7 @@ class LineOfSight::Batch {
     out.clear();
     const std::size_t total =
         countEstimates(rows, numSubcarriers_, snapshots_, "LineOfSight::estimate");
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     try {
       ProgressPacer pacer(progress, total, team_.size());
       for (bool goOn = total > 0; goOn;) {
@@ -117,7 +105,7 @@ class LineOfSight::Batch {
         snapshots_(options.SnapshotsPerEstimate),
         team_(options.Threads) {
     const double spacing_Hz = options.SubcarrierSpacing * tones.stride();
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     const auto grid = std::make_shared<const TailGrid>(tones, options.LongestDecay * spacing_Hz);
     for (unsigned i = 0; i < team_.size(); ++i) {
       fits_.push_back(std::make_unique<DirectPathFit>(numSubcarriers, tones, grid, shared(options),
@@ -128,8 +116,8 @@ class LineOfSight::Batch {
   void estimateSlice(const CsiRows& rows, std::vector<DirectPath>& out, std::size_t begin,
                      std::size_t count) {
     team_.run([&](unsigned thread) {
-      const std::size_t last = begin + count * (thread + 1) / team_.size();
-      for (std::size_t i = begin + count * thread / team_.size(); i < last; ++i) {
+      const auto [first, last] = team_.shareOf(thread, count);
+      for (std::size_t i = begin + first; i < begin + last; ++i) {
         out[i] = fits_[thread]->estimate(rows, i * snapshots_);
       }
     });

@@ -53,6 +53,12 @@ namespace flightpath {
 /// A LineOfSight keeps its plans, work space and threads: on one thread `estimate` into a vector that is
 /// large enough allocates nothing. Only one thread at a time may use it.
 ///
+/// Constructor and `estimate` set the BLAS library to one thread and give its count back, as `Ranger` does.
+///
+/// In a forked child a LineOfSight answers as in the parent: its first estimate there starts threads anew, and
+/// one that is destroyed there waits for none. One that another thread was using at the moment of the fork
+/// is left alone in the child.
+///
 /// Source: g = n is the unit information prior, R. Kass and L. Wasserman, A reference Bayesian test for nested
 /// hypotheses and its relationship to the Schwarz criterion, J. Amer. Statist. Assoc. 90(431), 1995;
 /// docs/line_of_sight.md for the errors and coverage measured.
@@ -76,7 +82,8 @@ class FLIGHTPATH_API LineOfSight {
   ///
   /// Errors: std::invalid_argument where the rows are not N samples long, are incomplete, are null,
   /// or are no multiple of S; std::logic_error for a LineOfSight that was moved from; std::bad_alloc;
-  /// whatever `progress` throws. It stays usable.
+  /// std::system_error where a forked child is refused a thread; whatever `progress` throws. It stays
+  /// usable.
   std::vector<DirectPath> estimate(CsiRows rows, const Progress& progress = {});
 
   /// The same into `out`, whose storage is reused. If an error ends the call, it is empty.

@@ -9,6 +9,7 @@
 
 #include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/measurement_ranger.h"
+#include "flightpath/ranging/detail/option_checks.h"
 #include "flightpath/ranging/detail/path_set_writer.h"
 #include "flightpath/ranging/detail/progress_pacer.h"
 #include "flightpath/ranging/detail/row_layout.h"
@@ -20,25 +21,15 @@
 namespace flightpath {
 namespace {
 
-constexpr unsigned mostThreads = 1024;
+constexpr char self[] = "Ranger";
 constexpr std::uint32_t mostSubcarriers = 65535;
 
 void check(std::uint32_t numSubcarriers, const RangingOptions& options) {
-  if (numSubcarriers == 0 || numSubcarriers > mostSubcarriers) {
-    throw std::invalid_argument("Ranger: numSubcarriers is not within 1 ... 65535");
-  }
-  if (!(options.SubcarrierSpacing > 0.0) || !std::isfinite(options.SubcarrierSpacing)) {
-    throw std::invalid_argument("Ranger: SubcarrierSpacing is not a finite number above 0");
-  }
-  if (options.NumPaths.value_or(0) > mostSubcarriers) {
-    throw std::invalid_argument("Ranger: NumPaths is above 65535");
-  }
-  if (options.SnapshotsPerEstimate == 0 || options.SnapshotsPerEstimate > mostSubcarriers) {
-    throw std::invalid_argument("Ranger: SnapshotsPerEstimate is not within 1 ... 65535");
-  }
-  if (options.Threads > mostThreads) {
-    throw std::invalid_argument("Ranger: Threads is above 1024");
-  }
+  requireWithin(numSubcarriers, 1, mostSubcarriers, "numSubcarriers", self);
+  requireFiniteAboveZero(options.SubcarrierSpacing, "SubcarrierSpacing", self);
+  requireAtMost(options.NumPaths.value_or(0), mostSubcarriers, "NumPaths", self);
+  requireWithin(options.SnapshotsPerEstimate, 1, mostSnapshots, "SnapshotsPerEstimate", self);
+  requireAtMost(options.Threads, mostThreads, "Threads", self);
 }
 
 /// What only one of the methods can do is not left out silently by the other.
@@ -62,10 +53,7 @@ void checkLikelihood(const RangingOptions& options) {
   if (!(modelError_dB <= 0.0) || !std::isfinite(modelError_dB)) {
     throw std::invalid_argument("Ranger: ModelError is not a finite number of dB up to 0");
   }
-  const double level = options.IntervalLevel.value_or(0.5);
-  if (!(level > 0.0) || !(level < 1.0)) {
-    throw std::invalid_argument("Ranger: IntervalLevel is not above 0 and below 1");
-  }
+  requireProbability(options.IntervalLevel.value_or(0.5), "IntervalLevel", self);
 }
 
 MeasuredTones checkedTones(std::uint32_t numSubcarriers, const RangingOptions& options) {
@@ -104,7 +92,7 @@ class Ranger::Batch {
     writer.clear(context_, snapshots_);
     const std::size_t total =
         countEstimates(rows, context_.NumSubcarriers, snapshots_, "Ranger::estimate");
-    blas::useOneThread();
+    const blas::OneThread oneThread;
     try {
       ProgressPacer pacer(progress, total, team_.size());
       for (bool goOn = total > 0; goOn;) {
@@ -142,8 +130,8 @@ class Ranger::Batch {
     team_.run([&](unsigned thread) {
       Worker& worker = *workers_[thread];
       worker.found.clear();
-      const std::size_t last = count * (thread + 1) / team_.size();
-      for (std::size_t i = count * thread / team_.size(); i < last; ++i) {
+      const auto [first, last] = team_.shareOf(thread, count);
+      for (std::size_t i = first; i < last; ++i) {
         records_[i] = estimateOne(worker, rows, (begin + i) * snapshots_);
       }
     });

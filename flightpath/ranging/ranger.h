@@ -55,7 +55,13 @@ namespace flightpath {
 /// Bit for bit, results depend only on the rows of an estimate: not on its neighbours in the batch,
 /// nor on the number of threads or the caller's floating-point modes.
 ///
-/// Sets the BLAS library to one thread, process-wide, on every call, as `MUSIC::estimateToF` does.
+/// Sets the BLAS library to one thread, process-wide, while a call lasts. The last of the calls that overlap
+/// gives the count back that the first one found, unless the host, or `MUSIC::estimateToF`, has set another
+/// one meanwhile.
+///
+/// In a forked child a Ranger answers as in the parent: its first estimate there starts threads anew, and
+/// one that is destroyed there waits for none. One that another thread was using at the moment of the fork
+/// is left alone in the child.
 ///
 /// A Ranger keeps its plans, work space and threads: on one thread `estimate` into a reused PathSet
 /// allocates nothing once both have held as many estimates and paths. The work space, made at
@@ -90,7 +96,8 @@ class FLIGHTPATH_API Ranger {
   ///
   /// Errors: std::invalid_argument where the rows are not N samples long, are incomplete, are null,
   /// or are no multiple of S; std::logic_error for a Ranger that was moved from; std::bad_alloc;
-  /// whatever `progress` throws. The Ranger stays usable.
+  /// std::system_error where a forked child is refused a thread; whatever `progress` throws. The Ranger
+  /// stays usable.
   PathSet estimate(CsiRows rows, const Progress& progress = {});
 
   /// The same into `out`, whose storage is reused. If an error ends the call, it holds no estimate.

@@ -23,6 +23,29 @@ void settleByUse() {
   }
 }
 
+/// Which thread holds the lock; zero for none.
+std::atomic<pthread_t> planner = 0;
+
+// Around a fork: a child gets neither a plan that is half made nor a lock that nobody gives back. A thread
+// that forks while it holds the lock does so in the child too. In this order: whoever holds the planning
+// mutex may ask for its initialisation.
+void hold() {
+  settleByUse();
+  if (planner != pthread_self()) {
+    pthread_mutex_lock(&planningMutex);
+  }
+  settling.lock();
+}
+
+void release() {
+  settling.unlock();
+  if (planner != pthread_self()) {
+    pthread_mutex_unlock(&planningMutex);
+  }
+}
+
+[[maybe_unused]] const int forkHandlers = pthread_atfork(hold, release, release);
+
 }  // namespace
 
 int initFFTPlanningProcessLock() {
@@ -39,7 +62,12 @@ int initFFTPlanningProcessLock() {
 
 int lockFFTPlanningProcess() {
   settleByUse();
-  return pthread_mutex_lock(&planningMutex);
+  const int result = pthread_mutex_lock(&planningMutex);
+  planner = pthread_self();
+  return result;
 }
 
-int unlockFFTPlanningProcess() { return pthread_mutex_unlock(&planningMutex); }
+int unlockFFTPlanningProcess() {
+  planner = pthread_t{};
+  return pthread_mutex_unlock(&planningMutex);
+}

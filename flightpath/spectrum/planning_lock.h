@@ -6,6 +6,9 @@
 ///
 /// The FFT library's planner is not thread-safe: whoever plans in this process, the host included,
 /// holds this lock while a plan is made or destroyed. Running a plan needs no lock.
+///
+/// A fork waits until no other thread holds it: in the child it is free, and no plan is half made. A thread
+/// that forks while it holds the lock holds it in both processes.
 
 /// Initialises the lock. Optional: the first use of the lock does without.
 ///

@@ -10,9 +10,9 @@
 #include "flightpath/line_of_sight/line_of_sight.h"
 #include "tests/floats/host_calls.h"
 #include "tests/floats/host_modes.h"
+#include "tests/support/direct_paths.h"
 #include "tests/support/same_bits.h"
 
-using flightpath::DirectPath;
 using flightpath::LineOfSight;
 using flightpath::LineOfSightOptions;
 using support::Answer;
@@ -30,13 +30,7 @@ LineOfSight makeLineOfSight(int N, unsigned threads) {
 }
 
 Answer look(LineOfSight& lineOfSight, const Record& rows, int N) {
-  Answer answer;
-  for (const DirectPath& p : lineOfSight.estimate({rows, static_cast<std::size_t>(N)})) {
-    answer.insert(answer.end(), {p.Distance_m, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
-                                 p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                                 static_cast<double>(p.Result), static_cast<double>(p.Quality)});
-  }
-  return answer;
+  return support::everythingIn(lineOfSight.estimate({rows, static_cast<std::size_t>(N)}));
 }
 
 /// Ordinary ones, one of noise and path in subnormal numbers, and one of zeros.

@@ -1,18 +1,23 @@
 #include "flightpath/line_of_sight/line_of_sight.h"
 
+#include <cblas.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "tests/support/blas_threads.h"
 #include "tests/support/diffuse_channel.h"
+#include "tests/support/direct_paths.h"
+#include "tests/support/forked_child.h"
 #include "tests/support/ranging.h"
 #include "tests/support/same_bits.h"
 #include "tests/support/tone_samples.h"
@@ -22,6 +27,7 @@ using flightpath::DirectPath;
 using flightpath::LineOfSight;
 using flightpath::LineOfSightOptions;
 using flightpath::Outcome;
+using support::everythingIn;
 using support::measureDiffuse;
 using support::measureTones;
 using support::range;
@@ -44,17 +50,6 @@ std::vector<DirectPath> estimate(const Samples& samples, const LineOfSightOption
                                  std::size_t samplesPerRow = 64) {
   LineOfSight lineOfSight(static_cast<std::uint32_t>(samplesPerRow), how);
   return lineOfSight.estimate({samples, samplesPerRow});
-}
-
-std::vector<double> numbers(const std::vector<DirectPath>& paths) {
-  std::vector<double> all;
-  for (const DirectPath& p : paths) {
-    all.insert(all.end(),
-               {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
-                p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                static_cast<double>(p.Result), static_cast<double>(p.Quality)});
-  }
-  return all;
 }
 
 void append(Samples& to, const Samples& more) { to.insert(to.end(), more.begin(), more.end()); }
@@ -167,7 +162,7 @@ TEST(LineOfSight, NoiseAloneHasNoPath) {
 TEST(LineOfSight, BadSamplesAndZerosHaveNoAnswer) {
   const Samples good = diffuseBatch(1, 5.0);
   LineOfSight lineOfSight(64, options());
-  const auto expected = numbers(lineOfSight.estimate(good));
+  const auto expected = everythingIn(lineOfSight.estimate(good));
   constexpr double nan = std::numeric_limits<double>::quiet_NaN();
   constexpr double infinity = std::numeric_limits<double>::infinity();
   for (const Complex bad : {Complex(nan, 0.0), Complex(0.0, -infinity)}) {
@@ -181,7 +176,7 @@ TEST(LineOfSight, BadSamplesAndZerosHaveNoAnswer) {
   const auto zeros = lineOfSight.estimate(Samples(64));
   EXPECT_EQ(zeros[0].Result, Outcome::NoSignal);
   EXPECT_TRUE(std::isnan(zeros[0].Upper_m));
-  EXPECT_TRUE(support::sameBits(numbers(lineOfSight.estimate(good)), expected));
+  EXPECT_TRUE(support::sameBits(everythingIn(lineOfSight.estimate(good)), expected));
 }
 
 // MODEL: without noise there is nothing to divide by, and the answer is that of a good measurement.
@@ -201,15 +196,15 @@ TEST(LineOfSight, AnswersDependOnTheirOwnRowsAlone) {
   append(batch, Samples(64));
   append(batch, diffuseBatch(2, -10.0, 60e-9, 0.1));
   LineOfSightOptions how = options();
-  const auto expected = numbers(estimate(batch, how));
+  const auto expected = everythingIn(estimate(batch, how));
   for (const unsigned threads : {2U, 5U, 0U}) {
     how.Threads = threads;
-    EXPECT_TRUE(support::sameBits(numbers(estimate(batch, how)), expected)) << threads;
+    EXPECT_TRUE(support::sameBits(everythingIn(estimate(batch, how)), expected)) << threads;
   }
   const std::size_t perRow = expected.size() / 13;
   for (std::size_t i = 0; i < 13; ++i) {
     const auto from = batch.begin() + static_cast<std::ptrdiff_t>(64 * i);
-    const auto alone = numbers(estimate(Samples(from, from + 64), options()));
+    const auto alone = everythingIn(estimate(Samples(from, from + 64), options()));
     const auto at = expected.begin() + static_cast<std::ptrdiff_t>(perRow * i);
     EXPECT_TRUE(support::sameBits(
         alone, std::vector<double>(at, at + static_cast<std::ptrdiff_t>(perRow))));
@@ -242,8 +237,8 @@ TEST(LineOfSight, BothPrecisionsOfSamplesAreAccepted) {
     same.emplace_back(single.back().real(), single.back().imag());
   }
   LineOfSight lineOfSight(64, options());
-  EXPECT_TRUE(support::sameBits(numbers(lineOfSight.estimate(single)),
-                                numbers(lineOfSight.estimate(same))));
+  EXPECT_TRUE(support::sameBits(everythingIn(lineOfSight.estimate(single)),
+                                everythingIn(lineOfSight.estimate(same))));
 }
 
 // MODEL: eight rows that share their delay: the deviation falls to less than a half, and holds.
@@ -394,8 +389,44 @@ TEST(LineOfSight, ABatchThatIsStoppedKeepsWhatWasFinished) {
   ASSERT_EQ(stopped.size(), stoppedAt);
   EXPECT_LT(stopped.size(), 400U);
   EXPECT_TRUE(support::sameBits(
-      numbers(stopped),
-      numbers({all.begin(), all.begin() + static_cast<std::ptrdiff_t>(stoppedAt)})));
+      everythingIn(stopped),
+      everythingIn({all.begin(), all.begin() + static_cast<std::ptrdiff_t>(stoppedAt)})));
+}
+
+// EXACT: as before, whether a call returns or throws.
+TEST(LineOfSight, GivesTheHostsCountOfBlasThreadsBack) {
+  const support::BlasThreads host(2);
+  LineOfSight lineOfSight(64, options());
+  EXPECT_EQ(openblas_get_num_threads(), 2) << "the constructor";
+  lineOfSight.estimate({diffuseBatch(2, 3.0), 64});
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+  std::optional<int> during;
+  const auto fail = [&](std::size_t, std::size_t) -> bool {
+    during = openblas_get_num_threads();
+    throw std::runtime_error("by the callback");
+  };
+  EXPECT_THROW(lineOfSight.estimate({diffuseBatch(400, 3.0), 64}, fail), std::runtime_error);
+  EXPECT_EQ(during, 1);
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+}
+
+// EXACT: of a host that forks, in the child and then in the parent.
+TEST(LineOfSight, GetsTheSameBitsInAForkedChild) {
+  if (!support::childrenMayStartThreads) {
+    GTEST_SKIP() << support::refusedThreads;
+  }
+  const Samples batch = diffuseBatch(9, 3.0);
+  LineOfSightOptions how = options();
+  how.Threads = 2;
+  LineOfSight lineOfSight(64, how);
+  const auto expected = everythingIn(estimate(batch, options()));
+  const auto isTheSame = [&] {
+    return support::sameBits(everythingIn(lineOfSight.estimate({batch, 64})), expected);
+  };
+  EXPECT_TRUE(support::holdsInChild(isTheSame)) << "before it is used";
+  EXPECT_TRUE(isTheSame());
+  EXPECT_TRUE(support::holdsInChild(isTheSame)) << "afterwards";
+  EXPECT_TRUE(isTheSame());
 }
 
 // EXACT: each names its argument.

@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "flightpath/ranging/calibration.h"
@@ -26,6 +24,7 @@ using support::everythingIn;
 using support::likelihood;
 using support::measureThrough;
 using support::range;
+using support::refusal;
 using support::ripplingResponse;
 using support::spacing_Hz;
 using support::speedOfLight_mps;
@@ -59,15 +58,6 @@ ComplexRows corrected(const ComplexRows& rows, const Calibration& calibration) {
     }
   }
   return all;
-}
-
-std::string refusal(std::uint32_t N, const RangingOptions& how) {
-  try {
-    const Ranger ranger(N, how);
-  } catch (const std::invalid_argument& error) {
-    return error.what();
-  }
-  return "";
 }
 
 /// The bound of one path's distance, for this noise.

@@ -11,12 +11,13 @@
 #include <vector>
 
 using flightpath::countSignals;
+using flightpath::EigenvalueBounds;
 using flightpath::EigenvalueSums;
 
 namespace {
 
 EigenvalueSums sumsOf(const std::vector<double>& values) {
-  EigenvalueSums sums = {static_cast<int>(values.size()), 1, 0.0, 0.0, 0.0};
+  EigenvalueSums sums = {static_cast<int>(values.size()), 1, 0.0, 0.0};
   for (const double value : values) {
     sums.trace += value;
     sums.logDeterminant += std::log(value);
@@ -151,28 +152,6 @@ TEST(CountSignals, AnAnswerFromFewEigenvaluesStands) {
   EXPECT_GT(early, 400);
 }
 
-// EXACT: a sum of logarithms that is off shifts every Q alike, so within the slack it changes nothing
-// but how far the search looks.
-TEST(CountSearch, AnUncertainSumOfLogarithmsDoesNotChangeTheCount) {
-  std::mt19937_64 random(5);
-  std::exponential_distribution<double> noise(1.0);
-  for (int trial = 0; trial < 200; ++trial) {
-    std::vector<double> values = {900.0, 300.0, 80.0};
-    for (int k = 0; k < 40; ++k) {
-      values.push_back(0.2 + noise(random));
-    }
-    std::ranges::sort(values, std::greater<>());
-    EigenvalueSums sums = sumsOf(values);
-    const std::optional<int> expected = flightpath::countSignals(sums, values);
-    sums.slack = 2.0;
-    for (const double error : {-2.0, -0.5, 0.5, 2.0}) {
-      EigenvalueSums off = sums;
-      off.logDeterminant += error;
-      EXPECT_EQ(flightpath::countSignals(off, values), expected) << trial << " " << error;
-    }
-  }
-}
-
 // EXACT: S snapshots have S times the likelihood: with S = 3 and AM / GM = 14 / 5.196 the second of the
 // rows above turns, 3 * 1.982 against 2.
 TEST(CountSearch, SnapshotsMultiplyTheLikelihoodAlone) {
@@ -183,15 +162,112 @@ TEST(CountSearch, SnapshotsMultiplyTheLikelihoodAlone) {
   EXPECT_EQ(countSignals(sums, values), 1);
 }
 
-// EXACT: what the sum of logarithms may be off counts once per snapshot too.
-TEST(CountSearch, SnapshotsMultiplyTheSlackToo) {
-  EigenvalueSums sums = sumsOf({3.0, 1.0});
-  sums.snapshots = 4;
-  const double likelihood =
-      4.0 * 2.0 * std::log(2.0 / std::sqrt(3.0));  // 1.15, below the penalty 2
-  EXPECT_LT(likelihood, 2.0);
-  sums.slack = 0.1;
-  EXPECT_EQ(countSignals(sums, {}), 0) << "2 >= 1.15 + 0.4";
-  sums.slack = 0.3;
-  EXPECT_FALSE(countSignals(sums, {}).has_value()) << "2 < 1.15 + 1.2";
+namespace {
+
+/// What the eigenvalues after the first `known` really are.
+EigenvalueBounds boundsOf(const std::vector<double>& values, std::size_t known) {
+  EigenvalueBounds bounds = {static_cast<int>(values.size()), 1, 0.0, 0.0, 0.0};
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    bounds.trace += values[k];
+    bounds.squares += k < known ? 0.0 : values[k] * values[k];
+  }
+  bounds.next = values[known];
+  return bounds;
+}
+
+/// Signals of many sizes over 400 eigenvalues of noise: a size for which bounds can be of use.
+std::vector<double> longSpectrum(std::mt19937_64& random) {
+  std::uniform_int_distribution<int> signals(0, 5);
+  std::exponential_distribution<double> noise(1.0);
+  std::uniform_real_distribution<double> decades(0.5, 6.0);
+  std::vector<double> values;
+  for (int k = signals(random); k > 0; --k) {
+    values.push_back(std::pow(10.0, decades(random)));
+  }
+  while (values.size() < 400) {
+    values.push_back(0.05 + noise(random));
+  }
+  std::ranges::sort(values, std::greater<>());
+  return values;
+}
+
+}  // namespace
+
+// EXACT: an answer from the first few eigenvalues and true bounds on the others is the answer from all of
+// them; and it comes once all that stand out are known.
+TEST(CountByBounds, AnswersAsAllEigenvaluesDoOrNotAtAll) {
+  std::mt19937_64 random(11);
+  for (int trial = 0; trial < 300; ++trial) {
+    const std::vector<double> values = longSpectrum(random);
+    const int expected = plainCount(values);
+    for (std::size_t known = 0; known < 9; ++known) {
+      const auto count =
+          countSignals(boundsOf(values, known), std::span<const double>(values).first(known));
+      EXPECT_EQ(count.value_or(expected), expected) << trial << ", " << known;
+      if (known > 5) {
+        EXPECT_TRUE(count.has_value()) << trial << ", " << known;
+      }
+    }
+  }
+}
+
+// EXACT: each of three equal signals alone raises Q, all three lower it: what is known of fewer decides
+// nothing.
+TEST(CountByBounds, SeveralSignalsTogetherMayWinWhereOneLoses) {
+  std::vector<double> values(400, 1.0);
+  std::fill_n(values.begin(), 3, 1e4);
+  ASSERT_GT(criterion(values, 1), criterion(values, 0)) << "the case is none";
+  ASSERT_EQ(plainCount(values), 3);
+  for (std::size_t known = 0; known < 3; ++known) {
+    EXPECT_FALSE(
+        countSignals(boundsOf(values, known), std::span<const double>(values).first(known)))
+        << known;
+  }
+  EXPECT_EQ(countSignals(boundsOf(values, 3), std::span<const double>(values).first(3)), 3);
+}
+
+// EXACT: with S rows every fall is S times as deep: an eigenvalue of a tenth of the sum is nothing to one row,
+// and a signal to twelve.
+TEST(CountByBounds, SnapshotsDeepenTheFall) {
+  std::vector<double> values(400, 1.0);
+  values[0] = 44.0;
+  EigenvalueBounds bounds = boundsOf(values, 0);
+  EXPECT_EQ(countSignals(bounds, {}), 0);
+  bounds.snapshots = 12;
+  EXPECT_FALSE(countSignals(bounds, {}));
+  bounds = boundsOf(values, 1);
+  bounds.snapshots = 12;
+  EXPECT_EQ(countSignals(bounds, std::span<const double>(values).first(1)), 1);
+}
+
+// EXACT: without bounds' help, the best of what is known.
+TEST(CountByBounds, NothingLeftToFallGivesTheBestSoFar) {
+  std::vector<double> values(400, 1.0);
+  values[0] = 1e5;
+  values[1] = 9e4;
+  EigenvalueBounds bounds = boundsOf(values, 1);
+  bounds.next = bounds.squares = 0.0;
+  EXPECT_EQ(countSignals(bounds, {}), 0);
+  EXPECT_EQ(countSignals(bounds, std::span<const double>(values).first(2)), 2);
+}
+
+// EXACT: the criterion over eigenvalues of which those below the rounding of the samples are raised to it.
+TEST(CountAboveRounding, IsTheCountOfRaisedEigenvalues) {
+  for (const double third : {1.0, 1e-3, 1e-6, 5e-8, 1e-9}) {
+    std::vector<double> values(60, 1e-15);
+    values[0] = 1.0;
+    values[1] = 0.4;
+    values[2] = third;
+    std::ranges::sort(values, std::greater<>());
+    std::vector<double> raised = values;
+    for (double& value : raised) {
+      value = std::max(value, flightpath::roundingOfSamples);
+    }
+    std::vector<double> leading = {values[0], values[1], values[2]};
+    EXPECT_EQ(flightpath::countAboveRounding(60, 1, leading), plainCount(raised)) << third;
+  }
+  std::vector<double> none;
+  EXPECT_EQ(flightpath::countAboveRounding(60, 1, none), 0);
+  std::vector<double> zeros = {0.0, 0.0};
+  EXPECT_EQ(flightpath::countAboveRounding(60, 1, zeros), 0);
 }

@@ -1,16 +1,21 @@
+#include <cblas.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "tests/support/blas_threads.h"
 #include "tests/support/call_counter.h"
 #include "tests/support/columns.h"
 #include "tests/support/ranging.h"
+#include "tests/threads/together.h"
 
 using flightpath::PathSet;
 using flightpath::Ranger;
@@ -30,6 +35,53 @@ TEST(Ranger, SetsBlasToOneThreadOnEveryCall) {
     EXPECT_EQ(lines.front(), "blas threads 1") << call;
     EXPECT_EQ(std::ranges::count(lines, "blas threads 1"), 1) << call;
   }
+}
+
+// EXACT: before the call sets anything else, and after everything else.
+TEST(Ranger, GivesTheHostsCountOfBlasThreadsBackAfterEveryCall) {
+  const support::BlasThreads host(2);
+  Ranger ranger(16, options());
+  EXPECT_EQ(openblas_get_num_threads(), 2) << "the constructor";
+  const Samples x(16, {1.0F, 0.5F});
+  for (int call = 0; call < 3; ++call) {
+    support::CallLog log;
+    ranger.estimate(x);
+    const support::CallLines lines = log.take();
+    ASSERT_GE(lines.size(), 2U) << call;
+    EXPECT_EQ(lines.front(), "blas threads 1") << call;
+    EXPECT_EQ(lines.back(), "blas threads 2") << call;
+    EXPECT_EQ(openblas_get_num_threads(), 2) << call;
+  }
+}
+
+// EXACT
+TEST(Ranger, GivesTheHostsCountOfBlasThreadsBackWhereACallThrows) {
+  const support::BlasThreads host(2);
+  Ranger ranger(16, options());
+  EXPECT_THROW(ranger.estimate({Samples(17), 17}), std::invalid_argument);
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+  std::optional<int> during;
+  const auto fail = [&](std::size_t, std::size_t) -> bool {
+    during = openblas_get_num_threads();
+    throw std::runtime_error("by the callback");
+  };
+  constexpr std::size_t rows = 50000;  // more than 50 ms on any machine
+  EXPECT_THROW(ranger.estimate({Samples(16 * rows, {1.0F, 0.5F}), 16}, fail), std::runtime_error);
+  EXPECT_EQ(during, 1);
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+}
+
+// EXACT: whichever of them ends last.
+TEST(Ranger, GivesTheHostsCountOfBlasThreadsBackBesideOthers) {
+  const support::BlasThreads host(2);
+  const Samples rows(16 * std::size_t{20}, {1.0F, 0.5F});
+  support::together(4, [&](int number) {
+    Ranger ranger(16, options({}, 1 + static_cast<unsigned>(number) % 2));
+    for (int call = 0; call < 50; ++call) {
+      ranger.estimate({rows, 16});
+    }
+  });
+  EXPECT_EQ(openblas_get_num_threads(), 2);
 }
 
 // The largest that the headers allow.

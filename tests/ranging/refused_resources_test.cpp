@@ -17,6 +17,7 @@
 #include "flightpath/ranging/detail/thread_team.h"
 #include "flightpath/ranging/ranger.h"
 #include "tests/support/columns.h"
+#include "tests/support/forked_child.h"
 #include "tests/support/ranging.h"
 
 /// What a Ranger does where the system refuses it a plan or a thread.
@@ -122,4 +123,22 @@ TEST(RefusedThread, IsAnError_ThoseThatRanHaveEnded) {
   }
   flightpath::ThreadTeam three(3);
   EXPECT_EQ(calls(three), 3);
+}
+
+// A child starts threads of its own, once it needs them.
+TEST(RefusedThread, OfAChildIsAnErrorOfTheFirstUse_TheNextTriesAgain) {
+  if (sanitized) {
+    GTEST_SKIP() << "a sanitizer needs address space of its own";
+  }
+  flightpath::ThreadTeam three(3);
+  EXPECT_TRUE(support::holdsInChild([&] {
+    bool isRefused = false;
+    try {
+      const RoomForOneThread tight;
+      calls(three);
+    } catch (const std::system_error&) {
+      isRefused = true;
+    }
+    return isRefused && threadsRunning() == 1 && calls(three) == 3;
+  }));
 }

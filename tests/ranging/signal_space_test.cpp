@@ -14,7 +14,6 @@
 #include "tests/support/spectra.h"
 
 using flightpath::SignalSpace;
-using flightpath::SignalSpaceTuning;
 using support::withSpectrum;
 
 namespace {
@@ -76,44 +75,4 @@ TEST(SignalSpace, EigenvectorsOfSignalsAreGoodToAMillionth) {
       EXPECT_LE(relativeResidual(A, space.vector(k), space.value(k)), 1.01e-6) << seed << ", " << k;
     }
   }
-}
-
-/// One eigenvalue over 255 equal ones, such that Q(0) is above Q(1) by this much: 256 is what the first
-/// signal costs, and what remains costs nothing.
-std::vector<double> nearTie(double excess) {
-  constexpr double m = 256.0;
-  double low = 1.0;
-  double high = 1e6;
-  for (int i = 0; i < 100; ++i) {
-    const double r = 0.5 * (low + high);
-    (m * std::log((m - 1.0 + r) / m) - std::log(r) < m + excess ? low : high) = r;
-  }
-  // The root of 1.69 in single precision is larger than 1.3: 255 logarithms of its square are, by 2.8e-5.
-  std::vector<double> A(256 * 256);
-  for (std::size_t i = 0; i < 256; ++i) {
-    A[i * 257] = i == 0 ? 1.69 * high : 1.69;
-  }
-  return A;
-}
-
-// EXACT: a tie that lies within the rounding of the single-precision determinant is decided by all of the
-// candidates, which the slack leaves in the running. Without it the first of them would win.
-TEST(SignalSpace, TheSinglePrecisionDeterminantDecidesNoTie) {
-  const std::vector<double> A = nearTie(1e-5);
-  EXPECT_EQ(SignalSpace(256, 256, 1).count(A), 1);
-  SignalSpaceTuning withoutSlack;
-  withoutSlack.roughSlack = 0.0;
-  EXPECT_EQ(SignalSpace(256, 256, 1, withoutSlack).count(A), 0) << "the case is none";
-  SignalSpaceTuning doublePrecision = withoutSlack;
-  doublePrecision.roughOrder = 257;
-  EXPECT_EQ(SignalSpace(256, 256, 1, doublePrecision).count(A), 1);
-}
-
-// EXACT: where a pivot is below the least, double precision takes over.
-TEST(SignalSpace, SmallPivotsOfSinglePrecisionLeaveTheDeterminantToDouble) {
-  SignalSpaceTuning tuning;
-  tuning.roughSlack = 0.0;
-  tuning.roughPivot =
-      0.9;  // of the largest diagonal element, which is some hundred times the others
-  EXPECT_EQ(SignalSpace(256, 256, 1, tuning).count(nearTie(1e-5)), 1);
 }

@@ -7,8 +7,6 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "flightpath/ranging/ranger.h"
@@ -26,6 +24,7 @@ using flightpath::TonePreset;
 using support::everythingIn;
 using support::likelihood;
 using support::range;
+using support::refusal;
 using support::spacing_Hz;
 using support::speedOfLight_mps;
 
@@ -52,15 +51,6 @@ RangingOptions over(const std::vector<int>& tones, RangingOptions how = likeliho
 
 PathSet estimate(const std::vector<Complex>& samples, const RangingOptions& how) {
   return Ranger(static_cast<std::uint32_t>(samples.size()), how).estimate(samples);
-}
-
-std::string refusal(std::uint32_t N, const RangingOptions& how) {
-  try {
-    const Ranger ranger(N, how);
-  } catch (const std::invalid_argument& error) {
-    return error.what();
-  }
-  return "";
 }
 
 }  // namespace

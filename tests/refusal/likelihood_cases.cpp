@@ -1,6 +1,3 @@
-#include <cstddef>
-#include <vector>
-
 #include "tests/refusal/failure_points.h"
 #include "tests/refusal/rangers.h"
 #include "tests/support/tones.h"
@@ -14,15 +11,7 @@ using support::range;
 using support::Samples;
 
 /// One to four paths, nothing but zeros, not finite: six rows, which pairs and triples share.
-Samples fewRows() {
-  const Samples all = batch();
-  Samples few;
-  for (const std::size_t row : {1U, 2U, 3U, 4U, 15U, 16U}) {
-    const auto first = all.begin() + static_cast<std::ptrdiff_t>(row * N);
-    few.insert(few.end(), first, first + N);
-  }
-  return few;
-}
+Samples fewRows() { return rowsOfBatch({1, 2, 3, 4, 15, 16}); }
 
 /// Maximum likelihood without a start: MUSIC does not take gaps.
 RangingOptions withGap(RangingOptions how = likelihood()) {

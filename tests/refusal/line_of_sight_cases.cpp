@@ -1,5 +1,4 @@
 #include <complex>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -9,6 +8,7 @@
 #include "flightpath/line_of_sight/line_of_sight.h"
 #include "tests/refusal/failure_points.h"
 #include "tests/refusal/rangers.h"
+#include "tests/support/direct_paths.h"
 #include "tests/support/tones.h"
 
 namespace refusal {
@@ -18,16 +18,6 @@ using flightpath::DirectPath;
 using flightpath::LineOfSight;
 using flightpath::LineOfSightOptions;
 using support::Samples;
-
-std::vector<double> numbersOf(const std::vector<DirectPath>& paths) {
-  std::vector<double> all;
-  for (const DirectPath& p : paths) {
-    all.insert(all.end(), {p.Distance_m, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
-                           p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                           static_cast<double>(p.Result), static_cast<double>(p.Quality)});
-  }
-  return all;
-}
 
 /// One as its constructor leaves it; what it is, its answers show.
 struct BuiltSight {
@@ -43,7 +33,7 @@ struct BuiltSight {
     }
     answers.clear();
     if (lineOfSight) {
-      answers = numbersOf(lineOfSight->estimate({x, numSubcarriers}));
+      answers = support::everythingIn(lineOfSight->estimate({x, numSubcarriers}));
     }
     return std::tie(answers);
   }
@@ -64,7 +54,7 @@ struct Sighting {
   std::vector<double> numbers = {};
 
   std::tuple<const std::vector<double>&> parts() {
-    numbers = numbersOf(paths);
+    numbers = support::everythingIn(paths);
     return std::tie(numbers);
   }
 };
@@ -83,15 +73,7 @@ std::unique_ptr<Scenario> estimatingAgain(const Samples& rows, const LineOfSight
 }
 
 /// One to four paths, noisy and noise-free, nothing but zeros, not finite.
-Samples fewRows() {
-  const Samples all = batch();
-  Samples few;
-  for (const std::size_t row : {1U, 2U, 3U, 4U, 11U, 13U, 15U, 16U}) {
-    const auto first = all.begin() + static_cast<std::ptrdiff_t>(row * N);
-    few.insert(few.end(), first, first + N);
-  }
-  return few;
-}
+Samples fewRows() { return rowsOfBatch({1, 2, 3, 4, 11, 13, 15, 16}); }
 
 LineOfSightOptions plain() {
   LineOfSightOptions how;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -35,6 +36,16 @@ inline support::Samples batch() {
   all.resize(all.size() + N);
   all.resize(all.size() + N, {std::numeric_limits<float>::quiet_NaN(), 1.0F});
   return all;
+}
+
+/// Some of them.
+inline support::Samples rowsOfBatch(std::initializer_list<std::ptrdiff_t> rows) {
+  const support::Samples all = batch();
+  support::Samples some;
+  for (const std::ptrdiff_t row : rows) {
+    some.insert(some.end(), all.begin() + row * N, all.begin() + (row + 1) * N);
+  }
+  return some;
 }
 
 /// An engine as its constructor leaves it; what it is, its answers show.

@@ -56,5 +56,29 @@ TEST(RefusedComplexPlan, EndsTheConstructorOfARangerAndLeavesNothing) {
   countVisited("complex FFT plans", 2);
 }
 
+/// From N = 320 on a Ranger has four plans in double precision, per thread: two for products with the
+/// covariance, two for autocorrelations.
+TEST(RefusedDoublePlan, EndsTheConstructorOfARangerAndLeavesNothing) {
+  constexpr int plansPerThread = 4;
+  const support::Samples x(320, {1.0F, 0.5F});
+  for (const unsigned threads : {1U, 2U}) {
+    const support::RangingOptions how = support::options(2, threads);
+    const std::vector<double> expected = support::everythingIn(support::estimateAlone(x, how));
+    for (int k = 1; k <= plansPerThread; ++k) {
+      const long blocks = liveBlocks();
+      const int plans = livePlans();
+      {
+        const RefusingDoublePlanner refusing(k);
+        EXPECT_THROW(support::Ranger(320, how), std::bad_alloc) << k;
+        EXPECT_TRUE(RefusingDoublePlanner::refused());
+      }
+      EXPECT_EQ(liveBlocks(), blocks) << k;
+      EXPECT_EQ(livePlans(), plans) << k;
+    }
+    EXPECT_TRUE(support::sameBits(support::everythingIn(support::estimateAlone(x, how)), expected));
+  }
+  countVisited("double FFT plans", plansPerThread);
+}
+
 }  // namespace
 }  // namespace refusal

@@ -1,10 +1,13 @@
 // Loads and unloads the library a thousand times and estimates each time: it is really gone after
-// each round, its answers stay the same, and memory, threads and file descriptors do not grow.
+// each round, its answers stay the same, and memory, threads and file descriptors do not grow. At the end
+// the process still forks.
 //
 //   load_unload <libflightpath.so> <plugin>
 
 #include <dlfcn.h>
 #include <flightpath/flightpath.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -129,6 +132,18 @@ void expectFlat(const ProcessState& warm, const ProcessState& now) {
   expectAtMost("file descriptors", now.descriptors, warm.descriptors);
 }
 
+/// What the library does around a fork is gone with it.
+void expectForks() {
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(0);
+  }
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || status != 0) {
+    fail("a fork after dlclose ends badly");
+  }
+}
+
 /// The highest of each.
 ProcessState highest(const ProcessState& a, const ProcessState& b) {
   return {std::max(a.resident_KiB, b.resident_KiB), std::max(a.heapInUse_B, b.heapInUse_B),
@@ -169,6 +184,8 @@ int main(int argc, char** argv) {
       expectFlat(warm, last);
     }
   }
+
+  expectForks();
 
   print("before:", before);
   print("warmed up:", warm);

@@ -20,6 +20,7 @@
 #include "flightpath/spectrum/fir_response.h"
 #include "tests/support/call_counter.h"
 #include "tests/support/dft_model.h"
+#include "tests/support/forked_child.h"
 #include "tests/threads/together.h"
 
 using support::callCounts;
@@ -173,6 +174,42 @@ TEST(PlanningLock, IsNotTakenForASearchThatHitsNorForATransform) {
   const int before = callCounts().fftExecutions;
   transform.run(obj);
   EXPECT_EQ(callCounts().fftExecutions, before + 1);
+}
+
+// The fork waits for the other thread, which is not there in the child to give the lock back.
+TEST(PlanningLock, IsFreeInAChildThatIsForkedWhileAnotherThreadHoldsIt) {
+  std::atomic<bool> isHeld = false;
+  std::thread other([&] {
+    const HeldLock held;
+    isHeld = true;
+    giveOthersTime();
+  });
+  while (!isHeld) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(support::holdsInChild(lockWorks));
+  other.join();
+  EXPECT_TRUE(lockWorks());
+}
+
+TEST(PlanningLock, IsStillHeldWhereItsHolderForks_InBothProcesses) {
+  ASSERT_EQ(lockFFTPlanningProcess(), 0);
+  const auto othersWait = [] {
+    std::atomic<bool> isTaken = false;
+    std::thread other([&] {
+      const HeldLock held;
+      isTaken = true;
+    });
+    giveOthersTime();
+    const bool waits = !isTaken;
+    unlockFFTPlanningProcess();
+    other.join();
+    return waits && lockWorks();
+  };
+  if (support::childrenMayStartThreads) {
+    EXPECT_TRUE(support::holdsInChild(othersWait));
+  }
+  EXPECT_TRUE(othersWait());
 }
 
 TEST(PlanningLock, IsNotTakenByAnUnusedObject) {

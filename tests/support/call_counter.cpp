@@ -237,10 +237,34 @@ lapack_int LAPACKE_dpotrf_work(int layout, char uplo, lapack_int n, double* a, l
   return next(layout, uplo, n, a, lda);
 }
 
-lapack_int LAPACKE_spotrf_work(int layout, char uplo, lapack_int n, float* a, lapack_int lda) {
-  static const auto next = real<decltype(LAPACKE_spotrf_work)>("LAPACKE_spotrf_work");
+lapack_int LAPACKE_dsytrd_work(int layout, char uplo, lapack_int n, double* a, lapack_int lda,
+                               double* d, double* e, double* tau, double* work, lapack_int lwork) {
+  static const auto next = real<decltype(LAPACKE_dsytrd_work)>("LAPACKE_dsytrd_work");
   const InForeignCall inside;
-  return next(layout, uplo, n, a, lda);
+  return next(layout, uplo, n, a, lda, d, e, tau, work, lwork);
+}
+
+lapack_int LAPACKE_dsterf_work(lapack_int n, double* d, double* e) {
+  static const auto next = real<decltype(LAPACKE_dsterf_work)>("LAPACKE_dsterf_work");
+  const InForeignCall inside;
+  return next(n, d, e);
+}
+
+lapack_int LAPACKE_dstein_work(int layout, lapack_int n, const double* d, const double* e,
+                               lapack_int m, const double* w, const lapack_int* iblock,
+                               const lapack_int* isplit, double* z, lapack_int ldz, double* work,
+                               lapack_int* iwork, lapack_int* ifailv) {
+  static const auto next = real<decltype(LAPACKE_dstein_work)>("LAPACKE_dstein_work");
+  const InForeignCall inside;
+  return next(layout, n, d, e, m, w, iblock, isplit, z, ldz, work, iwork, ifailv);
+}
+
+lapack_int LAPACKE_dormtr_work(int layout, char side, char uplo, char trans, lapack_int m,
+                               lapack_int n, const double* a, lapack_int lda, const double* tau,
+                               double* c, lapack_int ldc, double* work, lapack_int lwork) {
+  static const auto next = real<decltype(LAPACKE_dormtr_work)>("LAPACKE_dormtr_work");
+  const InForeignCall inside;
+  return next(layout, side, uplo, trans, m, n, a, lda, tau, c, ldc, work, lwork);
 }
 
 lapack_int LAPACKE_dsyev_work(int layout, char jobz, char uplo, lapack_int n, double* a,

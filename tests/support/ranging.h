@@ -5,6 +5,8 @@
 #include <numbers>
 #include <optional>
 #include <random>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "flightpath/api/distance.h"
@@ -47,6 +49,16 @@ inline RangingOptions likelihood(std::optional<std::uint32_t> forced = {}, unsig
 
 inline PathSet estimateAlone(const Samples& x, const RangingOptions& how) {
   return Ranger(static_cast<std::uint32_t>(x.size()), how).estimate(x);
+}
+
+/// What a Ranger of these options is refused for; nothing where it is not.
+inline std::string refusal(std::uint32_t N, const RangingOptions& how) {
+  try {
+    const Ranger ranger(N, how);
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+  return "";
 }
 
 inline std::vector<SimulatedPath> randomPaths(int count, int N, std::mt19937_64& random) {

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "flightpath/line_of_sight/line_of_sight.h"
+#include "tests/support/direct_paths.h"
 #include "tests/threads/batch_jobs.h"
 #include "tests/threads/host_transforms.h"
 #include "tests/threads/rounds.h"
 
-using flightpath::DirectPath;
 using flightpath::LineOfSight;
 using flightpath::LineOfSightOptions;
 using support::BatchJob;
@@ -31,14 +31,8 @@ LineOfSight makeLineOfSight(const BatchJob& job, unsigned threads) {
 }
 
 Bits look(LineOfSight& lineOfSight, const BatchJob& job) {
-  std::vector<double> numbers;
-  for (const DirectPath& p : lineOfSight.estimate({job.batch, static_cast<std::size_t>(job.N)})) {
-    numbers.insert(numbers.end(),
-                   {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
-                    p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
-                    static_cast<double>(p.Result), static_cast<double>(p.Quality)});
-  }
-  return support::bitsOf(numbers);
+  return support::bitsOf(
+      support::everythingIn(lineOfSight.estimate({job.batch, static_cast<std::size_t>(job.N)})));
 }
 
 Bits lookAlone(const BatchJob& job) {

@@ -3,14 +3,18 @@
 #include <cblas.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
 #include "tests/support/call_counter.h"
+#include "tests/support/forked_child.h"
 #include "tests/threads/together.h"
 
 /// Who may be inside BLAS and LAPACK at the same time. All checks are of the class EXACT.
@@ -65,9 +69,8 @@ void generalEigen() {
                                    scale.data());
 }
 
-template <class T>
 void choleskyFactor() {
-  auto A = identity<T>();
+  auto A = identity<double>();
   flightpath::lapack::choleskyFactor(n, A.data());
 }
 
@@ -78,21 +81,64 @@ void symmetricEigen() {
   flightpath::lapack::symmetricEigen(n, A.data(), eigenvalues.data(), work.data());
 }
 
+constexpr auto tridiagonalWork = static_cast<std::size_t>(flightpath::lapack::tridiagonalWork) * n;
+
+void tridiagonalise() {
+  auto A = identity<double>();
+  std::vector<double> diagonal(n);
+  std::vector<double> offDiagonal(n);
+  std::vector<double> tau(n);
+  std::vector<double> work(tridiagonalWork);
+  flightpath::lapack::tridiagonalise(n, A.data(), diagonal.data(), offDiagonal.data(), tau.data(),
+                                     work.data());
+}
+
+void tridiagonalEigenvalues() {
+  std::vector<double> diagonal(n, 1.0);
+  std::vector<double> offDiagonal(n, 0.1);
+  flightpath::lapack::tridiagonalEigenvalues(n, diagonal.data(), offDiagonal.data());
+}
+
+void tridiagonalEigenvectors() {
+  const std::vector<double> diagonal(n, 1.0);
+  const std::vector<double> offDiagonal(n, 0.1);
+  const double eigenvalue = 1.0;
+  std::vector<double> vector(n);
+  std::vector<double> work(tridiagonalWork);
+  std::vector<std::int32_t> whole(4 * n);
+  flightpath::lapack::tridiagonalEigenvectors(n, diagonal.data(), offDiagonal.data(), 1,
+                                              &eigenvalue, vector.data(), work.data(),
+                                              whole.data());
+}
+
+void applyReflections() {
+  const auto A = identity<double>();
+  const std::vector<double> tau(n);
+  std::vector<double> vector(n);
+  std::vector<double> work(tridiagonalWork);
+  flightpath::lapack::applyReflections(n, A.data(), tau.data(), 1, vector.data(), work.data());
+}
+
 struct Call {
   const char* name;
   void (*make)();
+  bool isOneByOne = false;  // whatever the build
 };
 
 const Call everyCall[] = {
-    {"useOneThread", flightpath::blas::useOneThread},
+    {"useOneThread", flightpath::blas::useOneThread, true},
+    {"OneThread", [] { const flightpath::blas::OneThread oneThread; }, true},
     {"multiply", multiply},
     {"multiplyReal", multiplyReal},
     {"norm2", norm},
     {"hermitianEigen", hermitianEigen},
     {"generalEigen", generalEigen},
-    {"choleskyFactor, double", choleskyFactor<double>},
-    {"choleskyFactor, float", choleskyFactor<float>},
+    {"choleskyFactor", choleskyFactor},
     {"symmetricEigen", symmetricEigen},
+    {"tridiagonalise", tridiagonalise},
+    {"tridiagonalEigenvalues", tridiagonalEigenvalues},
+    {"tridiagonalEigenvectors", tridiagonalEigenvectors},
+    {"applyReflections", applyReflections},
 };
 
 /// How many threads of four are in the call at the same time, at most.
@@ -149,6 +195,24 @@ TEST(CallGuard, OtherwiseLetsEveryoneIn) {
   SUCCEED() << "came back";
 }
 
+// The fork waits for the other thread, which is not there in the child to end its call.
+TEST(CallGuard, IsFreeInAChildThatIsForkedDuringACallOfAnotherThread) {
+  std::atomic<bool> isCalling = false;
+  std::thread other([&] {
+    const CallGuard guard(true);
+    isCalling = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  });
+  while (!isCalling) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(support::holdsInChild([] {
+    const CallGuard guard(true);
+    return true;
+  }));
+  other.join();
+}
+
 TEST_P(TheSerialOrTheOpenMPBuild, IsCalledByOneThreadAtATime) {
   for (const Call& call : everyCall) {
     EXPECT_EXIT(std::_Exit(mostAtOnce(call)), testing::ExitedWithCode(1), "") << call.name;
@@ -177,8 +241,8 @@ INSTANTIATE_TEST_SUITE_P(ByItsAnswer, TheOpenMPBuild, testing::Values(2));
 
 TEST_P(TheThreadedBuild, IsCalledBySeveralThreadsAtOnce) {
   for (const Call& call : everyCall) {
-    EXPECT_EXIT(std::_Exit(mostAtOnce(call) > 1 ? 0 : 1), testing::ExitedWithCode(0), "")
-        << call.name;
+    const auto statement = [&] { std::_Exit((mostAtOnce(call) > 1) == !call.isOneByOne ? 0 : 1); };
+    EXPECT_EXIT(statement(), testing::ExitedWithCode(0), "") << call.name;
   }
 }
 

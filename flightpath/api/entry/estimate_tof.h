@@ -37,9 +37,9 @@ namespace MUSIC {
 ///         path forced on fewer than two samples, none included, is one NaN: there is no phase step
 ///         to average
 ///
-/// Sets the BLAS library to one thread, process-wide, on every call. May be called from several
-/// threads at once. The caller's rounding mode, flush-to-zero mode and traps do not matter: the call
-/// works in the default environment and puts the caller's back.
+/// Sets the BLAS library to one thread, process-wide, on every call, and leaves it so. May be called
+/// from several threads at once. The caller's rounding mode, flush-to-zero mode and traps do not
+/// matter: the call works in the default environment and puts the caller's back.
 ///
 /// Errors: std::length_error where L x L passes 2147483647 (N above 61,787), std::bad_alloc.
 /// Non-finite samples give NaN, no path or a number without meaning, never an error.

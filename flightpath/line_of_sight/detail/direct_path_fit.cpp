@@ -12,11 +12,10 @@
 #include "flightpath/line_of_sight/detail/direct_path_quality.h"
 #include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/row_samples.h"
+#include "flightpath/spectrum/detail/decibels.h"
 
 namespace flightpath {
 namespace {
-
-double decibels(double power) { return 10.0 * std::log10(power); }
 
 bool isBounded(const RangingOptions& options) {
   return options.EarliestDistance || options.LatestDistance;

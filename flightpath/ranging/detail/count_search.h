@@ -2,8 +2,12 @@
 
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace flightpath {
+
+/// Eigenvalues below the largest times this are rounding of single-precision samples.
+constexpr double roundingOfSamples = 0x1p-24;
 
 /// What the criterion needs of all eigenvalues together.
 struct EigenvalueSums {
@@ -11,7 +15,6 @@ struct EigenvalueSums {
   int snapshots;          // S, how many rows the covariance is the mean of
   double trace;           // their sum
   double logDeterminant;  // the sum of their logarithms
-  double slack;           // how far off that sum may be
 };
 
 /// The signal count of the criterion from the largest eigenvalues alone.
@@ -20,8 +23,7 @@ struct EigenvalueSums {
 ///
 /// AM and GM follow from the sums, less what the k largest contribute. The sum of the logarithms is the
 /// same in every Q(k): it has no part in which is smallest, only in when to stop. The likelihood term
-/// is never negative, so once the penalty alone exceeds the best Q by more than the sum may be
-/// off, no later k can win.
+/// is never negative, so once the penalty alone reaches the best Q, no later k can win.
 ///
 /// leading  the largest eigenvalues, descending
 /// returns the k of the smallest Q, the first of equals; empty where more eigenvalues are needed
@@ -29,5 +31,37 @@ struct EigenvalueSums {
 /// Source: M. Wax and T. Kailath, Detection of signals by information theoretic criteria, IEEE
 /// Trans. Acoust., Speech, Signal Process. 33(2), 1985.
 std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const double> leading);
+
+/// What the criterion needs of all eigenvalues together where their logarithms are not known.
+struct EigenvalueBounds {
+  int count;       // m, how many there are, all above 0
+  int snapshots;   // S
+  double trace;    // their sum
+  double next;     // the largest after the leading ones is at most this
+  double squares;  // the sum of their squares, after the leading ones, is at most this
+};
+
+/// The same count, by what the eigenvalues that were not solved can still do.
+///
+/// Let n be the eigenvalues after the leading ones and T their sum. Q falls by j more signals where the
+/// j eigenvalues hold so large a share phi of T that
+///
+///   S (-n log(1 - phi) - n log(n / (n - j))) > j n - j (j - 1) / 2
+///
+/// (the left side is what is lost if they are all alike and so are the rest, the most that there is; the
+/// right side is the penalty's part): for one eigenvalue 63 % of T, for two 86 %. But phi is
+/// at most j next / T, and at most sqrt(j squares) / T by Cauchy and Schwarz. And no phi can lower Q by
+/// more than S n log(AM / GM), which is taken to be at most 30 n: with one row, a geometric mean 130 dB
+/// below the arithmetic one. So some 30 j need be looked at.
+///
+/// returns the k of the smallest Q, the first of equals; empty where more eigenvalues are needed
+std::optional<int> countSignals(const EigenvalueBounds& bounds, std::span<const double> leading);
+
+/// The same count where the matrix is numerically singular: what is below the rounding of the samples counts
+/// as equal to it.
+///
+/// m        how many eigenvalues take part
+/// leading  all above that rounding, descending; what is below it is dropped
+int countAboveRounding(int m, int snapshots, std::vector<double>& leading);
 
 }  // namespace flightpath

@@ -7,6 +7,7 @@
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/first_path_quality.h"
+#include "flightpath/spectrum/detail/decibels.h"
 
 namespace flightpath {
 namespace {
@@ -45,8 +46,6 @@ bool isMusic(const RangingOptions& options) { return options.Method == RangingMe
 bool usesMusic(const RangingOptions& options, const ToneLayout& layout) {
   return isMusic(options) || (layout.isEven && options.SnapshotsPerEstimate == 1);
 }
-
-double decibels(double power) { return 10.0 * std::log10(power); }
 
 Path pathAt(double distance_m, float peak_dB) {
   Path path;

@@ -6,8 +6,8 @@
 #include "flightpath/api/detail/distance.h"
 #include "flightpath/api/music_parameters.h"
 #include "flightpath/api/tof_parameters.h"
-#include "flightpath/ranging/detail/real_covariance.h"
-#include "flightpath/ranging/detail/real_gram.h"
+#include "flightpath/ranging/detail/formed_signals.h"
+#include "flightpath/ranging/detail/long_signal_space.h"
 #include "flightpath/rules/default_settings.h"
 #include "flightpath/rules/one_path_route.h"
 #include "flightpath/rules/phase_slope.h"
@@ -17,13 +17,14 @@
 namespace flightpath {
 namespace {
 
-/// One row's covariance has rank 2K, so its Gram matrix is smaller; that of several has rank L.
-std::unique_ptr<RealForm> makeForm(int N, int numRows) {
+bool isLong(int N, const MusicPaths::Settings& settings) { return N >= settings.longFrom; }
+
+std::unique_ptr<Signals> makeSignals(int N, const MusicPaths::Settings& settings) {
   const int L = subvectorLength(N);
-  if (numRows == 1) {
-    return std::make_unique<RealGram>(N, L);
+  if (isLong(N, settings)) {
+    return std::make_unique<LongSignalSpace>(N, L, settings.numRows, settings.numPaths.value_or(0));
   }
-  return std::make_unique<RealCovariance>(N, L);
+  return std::make_unique<FormedSignals>(N, L, settings.numRows);
 }
 
 }  // namespace
@@ -43,10 +44,10 @@ Resolutions defaultResolutions(int N, double spacing_Hz) {
 
 MusicPaths::MusicPaths(int N, double spacing_Hz, const Settings& settings)
     : settings_(settings),
-      form_(makeForm(N, settings.numRows)),
-      space_(form_->order(), form_->L(), settings.numRows),
-      search_(form_->L(), defaultResolutions(N, spacing_Hz)),
-      re_(static_cast<std::size_t>(form_->L())),
+      signals_(makeSignals(N, settings)),
+      search_(subvectorLength(N), defaultResolutions(N, spacing_Hz),
+              isLong(N, settings) ? Autocorrelation::ByTransforms : Autocorrelation::Direct),
+      re_(static_cast<std::size_t>(subvectorLength(N))),
       im_(re_.size()),
       steps_(static_cast<std::size_t>(N) - 1) {}
 
@@ -70,11 +71,10 @@ bool MusicPaths::closedFormIsForced() const {
 }
 
 int MusicPaths::solveSignals(const SampleBlock& samples) {
-  form_->form(samples);
   if (!settings_.numPaths) {
-    return space_.count(form_->matrix());
+    return signals_->count(samples);
   }
-  return space_.take(form_->matrix(), *settings_.numPaths);
+  return signals_->take(samples, *settings_.numPaths);
 }
 
 /// steps_ := the products of neighbouring samples, summed over the rows, in the closed form's single
@@ -99,8 +99,8 @@ EstimateInfo MusicPaths::answerInClosedForm(const SampleBlock& samples) {
 
 void MusicPaths::handSignalsToSearch(int numSolved) {
   search_.clear();
-  for (int k = 0; k < numSolved && space_.value(k) > 0.0; ++k) {
-    form_->eigenvector(space_.vector(k), space_.value(k), re_, im_);
+  for (int k = 0; k < numSolved && signals_->value(k) > 0.0; ++k) {
+    signals_->eigenvector(k, re_, im_);
     search_.add(re_, im_);
   }
 }

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "flightpath/ranging/detail/path_search.h"
-#include "flightpath/ranging/detail/real_form.h"
 #include "flightpath/ranging/detail/sample_block.h"
-#include "flightpath/ranging/detail/signal_space.h"
+#include "flightpath/ranging/detail/signals.h"
 #include "flightpath/ranging/path.h"
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
@@ -21,13 +20,14 @@ namespace flightpath {
 Resolutions defaultResolutions(int N, double spacing_Hz);
 
 /// The paths of one estimate after another by MUSIC, in work space of its own: what `estimateToF` with
-/// default settings does, on the real form of the covariance.
+/// default settings does, from the real form of the covariance, or from its products alone.
 class MusicPaths {
  public:
   struct Settings {
     int numRows = 1;  // that share their paths
     std::optional<int> numPaths;
     bool phaseSlopeForOnePath = true;
+    int longFrom = 320;  // from this N on the covariance is not formed
   };
 
   /// For rows of N samples, `spacing_Hz` apart.
@@ -47,8 +47,7 @@ class MusicPaths {
   EstimateInfo search(int numSolved, int numSignals);
 
   Settings settings_;
-  std::unique_ptr<RealForm> form_;
-  SignalSpace space_;
+  std::unique_ptr<Signals> signals_;
   PathSearch search_;
   std::vector<double> re_, im_;   // one eigenvector of the covariance
   std::vector<creal32_T> steps_;  // products of neighbouring samples, for the closed form

@@ -63,8 +63,8 @@ FLIGHTPATH_WIDE_VECTORS void pseudoSpectrum(float M, const float* captured, int 
 
 }  // namespace
 
-PathSearch::PathSearch(int L, Resolutions resolutions)
-    : L_(L), offsets_(offsetsOfFineGrid(resolutions)), polynomial_(L, offsets_) {
+PathSearch::PathSearch(int L, Resolutions resolutions, Autocorrelation autocorrelation)
+    : L_(L), offsets_(offsetsOfFineGrid(resolutions)), polynomial_(L, offsets_, autocorrelation) {
   const auto n = static_cast<int>(coarseFFTLength(resolutions.coarse));
   half_.set_size(n / 2 + 1);
   energies_.set_size(n);

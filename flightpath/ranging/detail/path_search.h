@@ -27,8 +27,11 @@ struct Resolutions {
 /// FFT, each moved to the best point of a fine grid around it.
 class PathSearch {
  public:
-  /// For eigenvectors of length L. Errors: std::bad_alloc, also where the FFT library refuses to plan.
-  PathSearch(int L, Resolutions resolutions);
+  /// For eigenvectors of length L; `autocorrelation` as in `SignalPolynomial`.
+  ///
+  /// Errors: std::bad_alloc, also where the FFT library refuses to plan.
+  PathSearch(int L, Resolutions resolutions,
+             Autocorrelation autocorrelation = Autocorrelation::Direct);
   ~PathSearch();
   PathSearch(const PathSearch&) = delete;
   PathSearch& operator=(const PathSearch&) = delete;

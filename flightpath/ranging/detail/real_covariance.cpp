@@ -110,19 +110,10 @@ void RealCovariance::place(int offset) {
 
 void RealCovariance::eigenvector(std::span<const double> v, double /*value*/, std::span<double> re,
                                  std::span<double> im) const {
-  const auto L = static_cast<std::size_t>(L_);
-  const std::size_t h = L / 2;
-  for (std::size_t m = 0; m < h; ++m) {
-    const double p = v[m] * (1.0 / std::numbers::sqrt2);
-    const double q = v[L - h + m] * (1.0 / std::numbers::sqrt2);
-    re[m] = re[L - 1 - m] = p;
-    im[m] = q;
-    im[L - 1 - m] = -q;
-  }
-  if (L % 2 == 1) {
-    re[h] = v[h];
-    im[h] = 0.0;
-  }
+  fromRealForm(v, [&](std::size_t m, double real, double imaginary) {
+    re[m] = real;
+    im[m] = imaginary;
+  });
 }
 
 }  // namespace flightpath

@@ -1,6 +1,20 @@
 #include "flightpath/ranging/detail/real_form.h"
 
+#include <numbers>
+
 namespace flightpath {
+
+void toRealForm(std::span<const Complex> e, std::span<double> v) {
+  const std::size_t L = e.size();
+  const std::size_t h = L / 2;
+  for (std::size_t m = 0; m < h; ++m) {
+    v[m] = std::numbers::sqrt2 * e[m].real();
+    v[L - h + m] = std::numbers::sqrt2 * e[m].imag();
+  }
+  if (L % 2 == 1) {
+    v[h] = e[h].real();
+  }
+}
 
 void assembleRealForm(const CentroBlocks& blocks, std::size_t h, std::size_t order,
                       std::span<double> C) {

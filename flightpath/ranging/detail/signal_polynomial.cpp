@@ -6,6 +6,7 @@
 #include <limits>
 #include <numbers>
 
+#include "flightpath/likelihood/complex_products.h"
 #include "flightpath/runtime/detail/wide_vectors.h"
 #include "flightpath/toolbox/detail/small_matrices.h"
 
@@ -40,7 +41,8 @@ FLIGHTPATH_WIDE_VECTORS void addLaggedProducts(const double* re, const double* i
 
 }  // namespace
 
-SignalPolynomial::SignalPolynomial(int L, std::span<const float> offsets)
+SignalPolynomial::SignalPolynomial(int L, std::span<const float> offsets,
+                                   Autocorrelation autocorrelation)
     : re_(static_cast<std::size_t>(L)),
       im_(re_.size()),
       shiftedRe_(re_.size()),
@@ -61,6 +63,9 @@ SignalPolynomial::SignalPolynomial(int L, std::span<const float> offsets)
       weight *= static_cast<double>(d) / L / static_cast<double>(p + 1);
     }
   }
+  if (autocorrelation == Autocorrelation::ByTransforms) {
+    transform_ = std::make_unique<DoubleTransform>(fastTransformLength(2 * L));
+  }
 }
 
 void SignalPolynomial::clear() {
@@ -69,7 +74,28 @@ void SignalPolynomial::clear() {
 }
 
 void SignalPolynomial::add(std::span<const double> re, std::span<const double> im) {
-  addLaggedProducts(re.data(), im.data(), re_.size(), re_.data(), im_.data());
+  if (transform_ != nullptr) {
+    addByTransforms(re, im);
+  } else {
+    addLaggedProducts(re.data(), im.data(), re_.size(), re_.data(), im_.data());
+  }
+}
+
+/// The autocorrelation is the inverse transform of the powers.
+void SignalPolynomial::addByTransforms(std::span<const double> re, std::span<const double> im) {
+  std::vector<Complex>& values = transform_->values();
+  std::ranges::transform(re, im, values.begin(), [](double x, double y) { return Complex(x, y); });
+  std::fill(values.begin() + static_cast<std::ptrdiff_t>(re.size()), values.end(), Complex());
+  transform_->toSpectrum();
+  for (Complex& value : transform_->spectrum()) {
+    value = value.real() * value.real() + value.imag() * value.imag();
+  }
+  transform_->toValues();
+  const auto points = static_cast<double>(values.size());
+  for (std::size_t d = 0; d < re_.size(); ++d) {
+    re_[d] += values[d].real() / points;
+    im_[d] += values[d].imag() / points;
+  }
 }
 
 void SignalPolynomial::toSpectrum(std::span<creal32_T> half) const {

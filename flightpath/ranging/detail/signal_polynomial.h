@@ -1,13 +1,18 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "flightpath/runtime/array.h"
 #include "flightpath/runtime/complex.h"
+#include "flightpath/spectrum/detail/double_transform.h"
 
 namespace flightpath {
+
+/// How an autocorrelation is made: by its sums, O(L^2), the same bits on every machine; or by two transforms.
+enum class Autocorrelation { Direct, ByTransforms };
 
 /// The energy that the signal subspace captures of a steering vector, as a polynomial.
 ///
@@ -25,7 +30,10 @@ namespace flightpath {
 class SignalPolynomial {
  public:
   /// offsets  those of the fine grid, finite
-  SignalPolynomial(int L, std::span<const float> offsets);
+  ///
+  /// Errors: std::bad_alloc.
+  SignalPolynomial(int L, std::span<const float> offsets,
+                   Autocorrelation autocorrelation = Autocorrelation::Direct);
 
   void clear();
 
@@ -41,6 +49,7 @@ class SignalPolynomial {
 
  private:
   double taylorCoefficient(std::size_t p) const;
+  void addByTransforms(std::span<const double> re, std::span<const double> im);
 
   std::vector<double> re_, im_;                // r
   std::vector<double> shiftedRe_, shiftedIm_;  // r(d) exp(i 2 pi d f)
@@ -49,6 +58,7 @@ class SignalPolynomial {
       weights_;  // 2 (d / L)^p / p!, with the sign that i^p gives; one row per power
   std::size_t terms_ = 0;
   std::vector<double> energy_;
+  std::unique_ptr<DoubleTransform> transform_;  // of 2 L points, where lags do not wrap round
 };
 
 }  // namespace flightpath

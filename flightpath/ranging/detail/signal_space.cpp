@@ -3,28 +3,22 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
-#include "flightpath/rules/count_limits.h"
-#include "flightpath/toolbox/detail/small_matrices.h"
+#include "flightpath/ranging/detail/signals.h"
 
 namespace flightpath {
 namespace {
 
-/// A signal's eigenvector is good when C v - theta v is this much of theta: the path moves by less than
-/// a hundredth of a fine step.
-constexpr double vectorTolerance = 1e-6;
-constexpr int mostSteps = 40;
-
-/// Eigenvalues below the largest times this are rounding of single-precision samples: they count as
-/// equal to it.
-constexpr double roundingOfSamples = 0x1p-24;
-
-/// Cholesky pivots below the largest diagonal element times this say that the matrix is numerically
-/// singular.
-constexpr double singularPivot = 1e-13;
-
 std::size_t onDiagonal(int i, int order) {
   return static_cast<std::size_t>(i) * static_cast<std::size_t>(order + 1);
+}
+
+/// How many more steps bring a residual down to the tolerance that the last one brought from `before` to
+/// `now`.
+double stepsLeft(double before, double now) {
+  return now < before ? std::log(eigenvectorTolerance / now) / std::log(now / before)
+                      : std::numeric_limits<double>::infinity();
 }
 
 }  // namespace
@@ -34,99 +28,101 @@ SignalSpace::SignalSpace(int order, int rank, int snapshots, const SignalSpaceTu
       rank_(rank),
       snapshots_(snapshots),
       tuning_(tuning),
-      pairs_(order, tuning.firstWidth) {
+      pairs_(order, tuning.firstWidth),
+      decomposed_(order) {
   const auto n = static_cast<std::size_t>(order);
   factor_.resize(n * n);
-  if (order >= tuning_.roughOrder) {
-    roughFactor_.resize(n * n);
-  }
-  eigenvalues_.resize(n);
-  lapackWork_.resize(3 * n);
   leading_.reserve(n);
 }
 
-int SignalSpace::count(std::span<const double> matrix) {
+void SignalSpace::start(std::span<const double> matrix) {
   matrix_ = matrix;
-  solvedFully_ = false;
-  const std::optional<EigenvalueSums> sums = sumsByCholesky();
-  return sums ? countByIteration(*sums) : countFully();
+  isDecomposed_ = false;
+  products_ = 0;
+  trace_ = 0.0;
+  for (int i = 0; i < order_; ++i) {
+    trace_ += matrix_[onDiagonal(i, order_)];
+  }
+}
+
+int SignalSpace::count(std::span<const double> matrix) {
+  start(matrix);
+  if (!(trace_ > 0.0)) {
+    return 0;
+  }
+  const std::optional<double> logs = logDeterminant();
+  return logs ? countByIteration({order_, snapshots_, trace_, *logs}) : countByDecomposition();
 }
 
 int SignalSpace::take(std::span<const double> matrix, int wanted) {
-  matrix_ = matrix;
-  solvedFully_ = false;
-  wanted = std::min(wanted, std::min(order_, rank_));
-  if (3 * wanted > order_) {
-    decomposeFully();
-    return wanted;
+  start(matrix);
+  wanted = std::min({wanted, order_, rank_});
+  if (10 * wanted >= order_) {
+    return takeByDecomposition(wanted);
   }
   pairs_.start(matrix_);
   while (pairs_.width() < wanted + 2 && pairs_.widen()) {
   }
-  for (int i = 0; i < mostSteps; ++i) {
-    pairs_.step();
-    if (converged(wanted)) {
+  double before = std::numeric_limits<double>::infinity();
+  while (iterate()) {
+    const double now = worstResidual(wanted);
+    if (now <= eigenvectorTolerance) {
       return wanted;
     }
+    if (stepsLeft(before, now) * pairs_.width() > order_) {
+      break;
+    }
+    before = now;
   }
-  decomposeFully();
-  return wanted;
+  return takeByDecomposition(wanted);
 }
 
 double SignalSpace::value(int k) const {
-  return solvedFully_ ? eigenvalues_[static_cast<std::size_t>(order_ - 1 - k)] : pairs_.value(k);
+  return isDecomposed_ ? decomposed_.value(k) : pairs_.value(k);
 }
 
 std::span<const double> SignalSpace::vector(int k) const {
-  if (!solvedFully_) {
-    return pairs_.vector(k);
+  if (isDecomposed_) {
+    return {decomposed_.vector(k), static_cast<std::size_t>(order_)};
   }
-  const auto n = static_cast<std::size_t>(order_);
-  return std::span(factor_).subspan(static_cast<std::size_t>(order_ - 1 - k) * n, n);
+  return pairs_.vector(k);
 }
 
-/// The logarithm of the determinant from a Cholesky factor of this precision; empty where there is
-/// none, or where a pivot is below the largest diagonal element times smallestPivot.
-template <class Real>
-std::optional<double> SignalSpace::logDeterminant(std::vector<Real>& factor, double smallestPivot) {
-  std::ranges::transform(matrix_, factor.begin(), [](double c) { return static_cast<Real>(c); });
+/// The sum of the logarithms of all eigenvalues, from a Cholesky factor; empty where the matrix is
+/// singular: by its rank, whatever the noise, or numerically.
+std::optional<double> SignalSpace::logDeterminant() {
+  if (order_ > rank_) {
+    return {};
+  }
   double largest = 0.0;
   for (int i = 0; i < order_; ++i) {
     largest = std::max(largest, matrix_[onDiagonal(i, order_)]);
   }
-  if (!choleskyFactor(order_, factor.data())) {
+  std::ranges::copy(matrix_, factor_.begin());
+  if (!choleskyFactor(order_, factor_.data())) {
     return {};
   }
-  return flightpath::logDeterminant(order_, factor.data(), smallestPivot * largest);
+  return flightpath::logDeterminant(order_, factor_.data(), singularPivot * largest);
 }
 
-/// All eigenvalues' sums, from a Cholesky factor; empty where the matrix has no such factor.
-std::optional<EigenvalueSums> SignalSpace::sumsByCholesky() {
-  if (order_ > rank_) {
-    return {};  // singular, whatever the noise
+/// Another step of the block, unless it has had twice the products that a decomposition costs.
+bool SignalSpace::iterate() {
+  if (products_ >= 2 * order_) {
+    return false;
   }
-  double trace = 0.0;
-  for (int i = 0; i < order_; ++i) {
-    trace += matrix_[onDiagonal(i, order_)];
-  }
-  if (!roughFactor_.empty()) {
-    if (const auto logs = logDeterminant(roughFactor_, tuning_.roughPivot)) {
-      return EigenvalueSums{order_, snapshots_, trace, *logs, tuning_.roughSlack * order_};
-    }
-  }
-  if (const auto logs = logDeterminant(factor_, singularPivot)) {
-    return EigenvalueSums{order_, snapshots_, trace, *logs, 0.0};
-  }
-  return {};
-}
-
-bool SignalSpace::converged(int numPairs) const {
-  for (int k = 0; k < numPairs; ++k) {
-    if (!(pairs_.residual(k) <= vectorTolerance * pairs_.value(k))) {
-      return false;
-    }
-  }
+  pairs_.step();
+  products_ += pairs_.width();
   return true;
+}
+
+/// The largest |C v - theta v| / theta; rounding may leave a theta of no sign.
+double SignalSpace::worstResidual(int numPairs) const {
+  double worst = 0.0;
+  for (int k = 0; k < numPairs; ++k) {
+    const double value = std::max(pairs_.value(k), std::numeric_limits<double>::min());
+    worst = std::max(worst, pairs_.residual(k) / value);
+  }
+  return worst;
 }
 
 /// The count by the eigenvalues that have settled; empty where it takes more of them.
@@ -141,10 +137,9 @@ std::optional<int> SignalSpace::currentCount(const EigenvalueSums& sums) {
 
 int SignalSpace::countByIteration(const EigenvalueSums& sums) {
   pairs_.start(matrix_);
-  for (int i = 0; i < mostSteps; ++i) {
-    pairs_.step();
+  while (iterate()) {
     const std::optional<int> count = currentCount(sums);
-    if (count && converged(*count)) {
+    if (count && worstResidual(*count) <= eigenvectorTolerance) {
       return *count;
     }
     const bool allUsed = static_cast<int>(leading_.size()) + 1 >= pairs_.width();
@@ -152,31 +147,27 @@ int SignalSpace::countByIteration(const EigenvalueSums& sums) {
       break;
     }
   }
-  return countFully();
+  return countByDecomposition();
 }
 
-void SignalSpace::decomposeFully() {
-  std::ranges::copy(matrix_, factor_.begin());
-  symmetricEigen(order_, factor_.data(), eigenvalues_.data(), lapackWork_.data());
-  solvedFully_ = true;
+int SignalSpace::takeByDecomposition(int wanted) {
+  decomposed_.solveValues(matrix_.data());
+  decomposed_.solveVectors(wanted);
+  isDecomposed_ = true;
+  return wanted;
 }
 
-/// All eigenvalues, those of rounding raised to the rounding of the samples: the count of a matrix
-/// that is singular, or whose pairs would not separate.
-int SignalSpace::countFully() {
-  decomposeFully();
-  const int m = std::min(order_, rank_);
-  leading_.assign(eigenvalues_.rbegin(), eigenvalues_.rbegin() + m);
-  if (!(leading_.front() > 0.0)) {
-    return 0;
+/// The count of a matrix that is singular, or whose pairs would not separate.
+int SignalSpace::countByDecomposition() {
+  decomposed_.solveValues(matrix_.data());
+  isDecomposed_ = true;
+  leading_.clear();
+  for (int k = 0; k < std::min(order_, rank_); ++k) {
+    leading_.push_back(decomposed_.value(k));
   }
-  EigenvalueSums sums = {m, snapshots_, 0.0, 0.0, 0.0};
-  for (double& value : leading_) {
-    value = std::max(value, roundingOfSamples * leading_.front());
-    sums.trace += value;
-    sums.logDeterminant += std::log(value);
-  }
-  return countSignals(sums, leading_).value();  // no more are needed: these are all
+  const int count = countAboveRounding(std::min(order_, rank_), snapshots_, leading_);
+  decomposed_.solveVectors(count);
+  return count;
 }
 
 }  // namespace flightpath

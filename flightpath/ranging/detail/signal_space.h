@@ -6,33 +6,26 @@
 
 #include "flightpath/ranging/detail/count_search.h"
 #include "flightpath/ranging/detail/leading_eigenpairs.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 
 namespace flightpath {
 
 /// The tuning of a signal space's solver. The defaults are the best of those that
-/// bench/tuning_bench.cpp compares (ValueTolerance, FirstWidth, RoughFactor).
+/// bench/tuning_bench.cpp compares (ValueTolerance, FirstWidth).
 ///
 /// valueTolerance  an eigenvalue that only the criterion looks at is good when C v - theta v is at
 ///                 most this part of theta: its error is the square of that
 /// firstWidth      width of the block that the iteration starts with
-/// roughOrder      from this order on the factorisation, the one step that takes the cube of it, is
-///                 tried in single precision first: half the time, and precise enough to say when the
-///                 count search may stop, as long as the pivots stay clear of single-precision rounding
-/// roughPivot      the least such pivot, as a part of the largest diagonal element
-/// roughSlack      how far off the logarithm of the determinant may then be, in orders: what a step of
-///                 the penalty is worth
 struct SignalSpaceTuning {
   double valueTolerance = 3e-2;
   int firstWidth = 6;
-  int roughOrder = 256;
-  double roughPivot = 3e-5;
-  double roughSlack = 0.05;
 };
 
 /// The signals in a covariance: how many there are, and their eigenpairs.
 ///
 /// It works on the real form of the covariance, and looks for no more eigenpairs than it takes to tell
-/// the count.
+/// the count. Where a block iteration would take more products than the matrix has columns, which is what
+/// a decomposition costs, it is left for one: of the largest eigenpairs alone.
 class SignalSpace {
  public:
   /// order      of the real form
@@ -51,14 +44,14 @@ class SignalSpace {
   std::span<const double> vector(int k) const;
 
  private:
-  std::optional<EigenvalueSums> sumsByCholesky();
-  template <class Real>
-  std::optional<double> logDeterminant(std::vector<Real>& factor, double smallestPivot);
-  void decomposeFully();
-  int countFully();
+  void start(std::span<const double> matrix);
+  std::optional<double> logDeterminant();
   int countByIteration(const EigenvalueSums& sums);
+  int countByDecomposition();
   std::optional<int> currentCount(const EigenvalueSums& sums);
-  bool converged(int numPairs) const;
+  bool iterate();
+  double worstResidual(int numPairs) const;
+  int takeByDecomposition(int wanted);
 
   int order_;
   int rank_;
@@ -66,12 +59,12 @@ class SignalSpace {
   SignalSpaceTuning tuning_;
   std::span<const double> matrix_;
   LeadingEigenpairs pairs_;
-  std::vector<float> roughFactor_;   // Cholesky factor in single precision
-  std::vector<double> factor_;       // Cholesky factor, or all eigenvectors
-  std::vector<double> eigenvalues_;  // all of them, ascending, where they were needed
-  std::vector<double> lapackWork_;
+  LeadingDecomposition decomposed_;
+  std::vector<double> factor_;  // Cholesky factor
   std::vector<double> leading_;
-  bool solvedFully_ = false;
+  double trace_ = 0.0;
+  int products_ = 0;
+  bool isDecomposed_ = false;
 };
 
 }  // namespace flightpath

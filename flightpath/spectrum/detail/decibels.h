@@ -2,7 +2,12 @@
 
 #include <math.h>
 
+#include <cmath>
+
 namespace flightpath {
+
+/// 10 log10(power).
+inline double decibels(double power) { return 10.0 * std::log10(power); }
 
 /// The pseudo-spectrum where this much energy of a steering vector lies in the noise subspace:
 /// 20 log10(1 / noiseEnergy + 2^-52), the reciprocal first.

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fftw3.h>
 
+#include <complex>
 #include <type_traits>
 
 #include "flightpath/spectrum/planning_lock.h"
@@ -11,15 +12,18 @@ namespace flightpath::fftw {
 namespace {
 
 static_assert(forward == FFTW_FORWARD);
+static_assert(backward == FFTW_BACKWARD);
 static_assert(estimatePreservingInput == (FFTW_ESTIMATE | FFTW_PRESERVE_INPUT));
 static_assert(sizeof(creal32_T) == sizeof(fftwf_complex));
+static_assert(sizeof(std::complex<double>) == sizeof(fftw_complex));
 
-/// Keeps FFTW in the process when this library is unloaded: the next one finds the planner as it
-/// was. FFTW itself gives back what its planner holds, some 170 KB, in fftwf_cleanup alone, and that
-/// would take the host's plans with it. Where FFTW is part of the program, it stays anyway.
-bool keepFFTWLoaded() {
+/// Keeps the library that has this function of FFTW in the process when this one is unloaded: the next
+/// one finds the planner as it was. FFTW itself gives back what its planner holds, some 170 KB, in
+/// fftwf_cleanup alone, and that would take the host's plans with it. Where FFTW is part of the program, it
+/// stays anyway.
+bool keepLoaded(void* function) {
   Dl_info info = {};
-  if (dladdr(reinterpret_cast<void*>(&fftwf_execute_dft), &info) == 0) {
+  if (dladdr(function, &info) == 0) {
     return false;
   }
   void* const handle = dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
@@ -28,7 +32,8 @@ bool keepFFTWLoaded() {
 
 // While the library is loaded, when the loader's lock is this thread's: a first plan that waited
 // for it could wait for a thread that loads and plans.
-[[maybe_unused]] const bool keptFFTWLoaded = keepFFTWLoaded();
+[[maybe_unused]] const bool keptSingle = keepLoaded(reinterpret_cast<void*>(&fftwf_execute_dft));
+[[maybe_unused]] const bool keptDouble = keepLoaded(reinterpret_cast<void*>(&fftw_execute));
 
 class PlanningLock {
  public:
@@ -39,6 +44,8 @@ class PlanningLock {
 };
 
 fftwf_complex* native(creal32_T* data) { return reinterpret_cast<fftwf_complex*>(data); }
+
+fftw_complex* native(std::complex<double>* data) { return reinterpret_cast<fftw_complex*>(data); }
 
 fftwf_iodim firstDimension(const coder::internal::BoundedArray& dims) {
   const auto& [n, is, os] = dims.data[0];
@@ -79,6 +86,18 @@ void destroyHeld(coder::internal::fft::fftw::PlanCacheEntry& entry) {
     destroy(entry.plan);
     entry.plan = nullptr;
   }
+}
+
+fftw_plan planDouble(int n, std::complex<double>* in, std::complex<double>* out, int sign) {
+  const PlanningLock lock;
+  return fftw_plan_dft_1d(n, native(in), native(out), sign, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
+}
+
+void execute(fftw_plan plan) { fftw_execute(plan); }
+
+void destroy(fftw_plan plan) {
+  const PlanningLock lock;
+  fftw_destroy_plan(plan);
 }
 
 void execute(fftwf_plan plan, const creal32_T* in, creal32_T* out) {

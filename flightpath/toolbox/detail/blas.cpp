@@ -1,6 +1,9 @@
 #include "flightpath/toolbox/detail/blas.h"
 
 #include <cblas.h>
+#include <pthread.h>
+
+#include <mutex>
 
 namespace flightpath::blas {
 namespace {
@@ -8,6 +11,46 @@ namespace {
 CBLAS_TRANSPOSE code(Transpose transpose) {
   return transpose == Transpose::Conjugate ? CblasConjTrans : CblasNoTrans;
 }
+
+int threads() {
+  const CallGuard guard = guardCall();
+  return openblas_get_num_threads();
+}
+
+void setThreads(int count) {
+  const CallGuard guard = guardCall();
+  openblas_set_num_threads(count);
+}
+
+constexpr int unknown = 0;
+
+/// What every `OneThread` shares.
+struct Setting {
+  std::mutex mutex;
+  unsigned living = 0;
+  int before = unknown;  // BLAS's threads, before the first of them
+};
+
+Setting setting;
+thread_local unsigned livingHere = 0;  // of them, on this thread
+
+// Around a fork: the child finds the locks free, and of its parent's threads the one that forked.
+void hold() {
+  setting.mutex.lock();
+  holdCalls();
+}
+
+void release() {
+  releaseCalls();
+  setting.mutex.unlock();
+}
+
+void releaseInChild() {
+  setting.living = livingHere;
+  release();
+}
+
+[[maybe_unused]] const int forkHandlers = pthread_atfork(hold, release, releaseInChild);
 
 }  // namespace
 
@@ -22,8 +65,34 @@ CallGuard guardCall() {
 }
 
 void useOneThread() {
-  const CallGuard guard = guardCall();
-  openblas_set_num_threads(1);
+  const std::lock_guard lock(setting.mutex);
+  if (setting.before != unknown) {
+    setting.before = 1;
+  }
+  setThreads(1);
+}
+
+OneThread::OneThread() {
+  const std::lock_guard lock(setting.mutex);
+  ++setting.living;
+  ++livingHere;
+  const int found = threads();
+  if (setting.before == unknown || found != 1) {
+    setting.before = found;
+  }
+  setThreads(1);
+}
+
+OneThread::~OneThread() {
+  const std::lock_guard lock(setting.mutex);
+  --livingHere;
+  if (--setting.living > 0) {
+    return;
+  }
+  if (setting.before > 1 && threads() == 1) {
+    setThreads(setting.before);
+  }
+  setting.before = unknown;
 }
 
 void multiply(std::int32_t m, std::int32_t n, std::int32_t k, Operand a, Operand b, creal32_T* c) {

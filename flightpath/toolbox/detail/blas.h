@@ -12,8 +12,23 @@ namespace flightpath::blas {
 /// The guard of a call into the BLAS, or into the LAPACK on top of it, that this process has met.
 CallGuard guardCall();
 
-/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out.
+/// Makes BLAS work on the calling thread only: process-wide, and part of which bits come out. It stays so,
+/// also where a `OneThread` of another thread ends later.
 void useOneThread();
+
+/// While any of these lives, on whatever thread, BLAS works on the calling thread only. The last one gives
+/// back the count of threads that the first one found, unless another one was set meanwhile. It ends on the
+/// thread that made it.
+///
+/// In a forked process those of the parent's other threads have ended, and the next one to end there gives
+/// back what they had found.
+class OneThread {
+ public:
+  OneThread();
+  ~OneThread();
+  OneThread(const OneThread&) = delete;
+  OneThread& operator=(const OneThread&) = delete;
+};
 
 enum class Transpose { None, Conjugate };
 

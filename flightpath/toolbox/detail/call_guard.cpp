@@ -13,4 +13,7 @@ CallGuard::CallGuard(bool inTurn) : turn_(callingMutex, std::defer_lock) {
   }
 }
 
+void holdCalls() { callingMutex.lock(); }
+void releaseCalls() { callingMutex.unlock(); }
+
 }  // namespace flightpath

@@ -25,4 +25,9 @@ class CallGuard {
   std::unique_lock<std::mutex> turn_;
 };
 
+/// Keeps calls that take turns from beginning, once the one that is under way has ended: around a fork, so
+/// that the child does not wait for a thread of its parent. On the same thread, one after the other.
+void holdCalls();
+void releaseCalls();
+
 }  // namespace flightpath

@@ -2,6 +2,7 @@
 
 #include <lapacke.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -61,14 +62,39 @@ int choleskyFactor(std::int32_t n, double* A) {
   return LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
 }
 
-int choleskyFactor(std::int32_t n, float* A) {
-  const CallGuard guard = blas::guardCall();
-  return LAPACKE_spotrf_work(LAPACK_COL_MAJOR, 'L', n, A, n);
-}
-
 int symmetricEigen(std::int32_t n, double* A, double* eigenvalues, double* work) {
   const CallGuard guard = blas::guardCall();
   return LAPACKE_dsyev_work(LAPACK_COL_MAJOR, 'V', 'L', n, A, n, eigenvalues, work, 3 * n);
+}
+
+int tridiagonalise(std::int32_t n, double* A, double* diagonal, double* offDiagonal, double* tau,
+                   double* work) {
+  const CallGuard guard = blas::guardCall();
+  return LAPACKE_dsytrd_work(LAPACK_COL_MAJOR, 'L', n, A, n, diagonal, offDiagonal, tau, work,
+                             tridiagonalWork * n);
+}
+
+int tridiagonalEigenvalues(std::int32_t n, double* diagonal, double* offDiagonal) {
+  const CallGuard guard = blas::guardCall();
+  return LAPACKE_dsterf_work(n, diagonal, offDiagonal);
+}
+
+int tridiagonalEigenvectors(std::int32_t n, const double* diagonal, const double* offDiagonal,
+                            std::int32_t count, const double* eigenvalues, double* vectors,
+                            double* work, std::int32_t* whole) {
+  std::int32_t* const blocks = whole + n;  // all eigenvalues are those of one block that ends at n
+  std::fill_n(blocks, n, 1);
+  std::int32_t end = n;
+  const CallGuard guard = blas::guardCall();
+  return LAPACKE_dstein_work(LAPACK_COL_MAJOR, n, diagonal, offDiagonal, count, eigenvalues, blocks,
+                             &end, vectors, n, work, whole, whole + 2 * n);
+}
+
+int applyReflections(std::int32_t n, const double* A, const double* tau, std::int32_t count,
+                     double* vectors, double* work) {
+  const CallGuard guard = blas::guardCall();
+  return LAPACKE_dormtr_work(LAPACK_COL_MAJOR, 'L', 'L', 'N', n, count, A, n, tau, vectors, n, work,
+                             tridiagonalWork * n);
 }
 
 }  // namespace flightpath::lapack
