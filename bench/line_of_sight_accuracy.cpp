@@ -3,23 +3,7 @@
 //
 //   flightpath_line_of_sight TRIALS [NAME]
 //
-// The direct path lies at 100 to 400 ns, with a phase drawn for every trial. K is its power over that of
-// the tail, SNR the power of both over the noise, per tone.
-//
-// exponential  40 rays, their delays behind the direct path drawn from an exponential distribution, their
-//              amplitudes normal
-// cluster      clusters after Saleh and Valenzuela: arrivals with the decay time between them, decaying
-//              with it; within a cluster rays ten times as dense that decay with a third of it
-//
-// and shapes that the model was not made for:
-//
-// box          40 rays spread evenly over three decay times
-// late         40 rays around a cluster that begins two decay times later
-// five         five rays alone
-// hidden       a single ray 0.3 cells behind, as strong as K says
-// two tails    a short one and, 10 dB below, one four times as long
-// sparse       two discrete paths 70 and 160 ns behind, 3 and 6 dB below
-// clean        no tail
+// Over the channels of diffuse_channels.h.
 //
 // median, RMS  of the error, in ns: LineOfSight; the earliest path within 15 dB of the strongest by
 //              maximum likelihood and by Music
@@ -34,136 +18,20 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <complex>
 #include <cstdio>
 #include <cstdlib>
-#include <numbers>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/diffuse_channels.h"
+
 namespace {
 
-using Random = std::mt19937_64;
-using Complex = std::complex<double>;
+using Scenario = bench::DiffuseScenario;
+using Trials = bench::DiffuseTrials;
 
-constexpr double spacing_Hz = 312500.0;
+constexpr double spacing_Hz = bench::diffuseSpacing_Hz;
 constexpr double levels[] = {0.682689492137086, 0.954499736103642, 0.997300203936740};
-
-struct Scenario {
-  std::string name;
-  std::string shape;
-  int tones;
-  double snr_dB;
-  double decay_s;
-  double K_dB;
-};
-
-struct Ray {
-  double delay_s;  // behind the direct path
-  Complex amplitude;
-};
-
-double uniform(Random& random) { return std::uniform_real_distribution<>(0.0, 1.0)(random); }
-
-double exponential(Random& random, double mean) {
-  return std::exponential_distribution<>(1.0 / mean)(random);
-}
-
-/// Mean power 1.
-Complex normal(Random& random) {
-  std::normal_distribution<> part(0.0, std::sqrt(0.5));
-  const double re = part(random);
-  return {re, part(random)};
-}
-
-Complex phase(Random& random) { return std::polar(1.0, 2.0 * std::numbers::pi * uniform(random)); }
-
-template <class Delay>
-std::vector<Ray> rays(int count, Random& random, Delay delay) {
-  std::vector<Ray> all;
-  for (int i = 0; i < count; ++i) {
-    const double at = delay();
-    all.push_back({at, normal(random) / std::sqrt(static_cast<double>(count))});
-  }
-  return all;
-}
-
-std::vector<Ray> clusters(double decay_s, Random& random) {
-  std::vector<Ray> all;
-  double power = 0.0;
-  for (double start = 0.0; start < 6.0 * decay_s; start += exponential(random, decay_s)) {
-    for (double t = exponential(random, decay_s / 10.0); t < 3.0 * decay_s;
-         t += exponential(random, decay_s / 10.0)) {
-      const double mean = std::exp(-start / decay_s - 3.0 * t / decay_s);
-      power += mean;
-      all.push_back({start + t, normal(random) * std::sqrt(mean)});
-    }
-  }
-  for (Ray& ray : all) {
-    ray.amplitude /= std::sqrt(power);
-  }
-  return all;
-}
-
-/// Of mean power 1.
-std::vector<Ray> tail(const Scenario& s, Random& random) {
-  const double T = s.decay_s;
-  if (s.shape == "cluster") {
-    return clusters(T, random);
-  }
-  if (s.shape == "box") {
-    return rays(40, random, [&] { return 3.0 * T * uniform(random); });
-  }
-  if (s.shape == "late") {
-    return rays(40, random, [&] { return 2.0 * T + exponential(random, 0.5 * T); });
-  }
-  if (s.shape == "five") {
-    return rays(5, random, [&] { return exponential(random, T); });
-  }
-  if (s.shape == "two tails") {
-    return rays(40, random, [&] { return exponential(random, uniform(random) < 0.9 ? T : 4 * T); });
-  }
-  if (s.shape == "hidden") {
-    return {{0.3 / (s.tones * spacing_Hz), phase(random)}};
-  }
-  return rays(40, random, [&] { return exponential(random, T); });
-}
-
-/// The rays behind the direct path, whose power is `direct`.
-std::vector<Ray> behind(const Scenario& s, double& direct, Random& random) {
-  if (s.shape == "clean" || s.shape == "sparse") {
-    direct = 1.0;
-    if (s.shape == "clean") {
-      return {};
-    }
-    return {{70e-9, 0.7 * phase(random)}, {160e-9, 0.5 * phase(random)}};
-  }
-  const double K = std::pow(10.0, s.K_dB / 10.0);
-  std::vector<Ray> all = tail(s, random);
-  for (Ray& ray : all) {
-    ray.amplitude /= std::sqrt(1.0 + K);
-  }
-  direct = K / (1.0 + K);
-  return all;
-}
-
-std::vector<Complex> measure(const Scenario& s, double delay_s, Random& random) {
-  double direct = 0.0;
-  std::vector<Ray> all = behind(s, direct, random);
-  all.push_back({0.0, std::sqrt(direct) * phase(random)});
-  const double noise = std::pow(10.0, -s.snr_dB / 20.0);
-  std::vector<Complex> samples;
-  for (int k = 0; k < s.tones; ++k) {
-    Complex sample = noise * normal(random);
-    for (const Ray& ray : all) {
-      const double turns = spacing_Hz * k * (delay_s + ray.delay_s);
-      sample += ray.amplitude * std::polar(1.0, -2.0 * std::numbers::pi * turns);
-    }
-    samples.push_back(sample);
-  }
-  return samples;
-}
 
 double nanoseconds(double metres) { return metres / 299792458.0 * 1e9; }
 
@@ -215,23 +83,6 @@ flightpath::Ranger ranger(int tones, flightpath::RangingMethod method) {
   return {static_cast<std::uint32_t>(tones), options};
 }
 
-struct Trials {
-  std::vector<Complex> samples;
-  std::vector<double> truths_ns;
-};
-
-Trials draw(const Scenario& s, int count) {
-  Random random(1);
-  Trials trials;
-  for (int i = 0; i < count; ++i) {
-    const double delay_s = 100e-9 + 300e-9 * uniform(random);
-    const std::vector<Complex> row = measure(s, delay_s, random);
-    trials.samples.insert(trials.samples.end(), row.begin(), row.end());
-    trials.truths_ns.push_back(delay_s * 1e9);
-  }
-  return trials;
-}
-
 std::vector<flightpath::DirectPath> estimate(const Scenario& s, const Trials& trials,
                                              double level) {
   flightpath::LineOfSightOptions options;
@@ -242,7 +93,7 @@ std::vector<flightpath::DirectPath> estimate(const Scenario& s, const Trials& tr
 }
 
 void run(const Scenario& s, int count) {
-  const Trials trials = draw(s, count);
+  const Trials trials = bench::draw(s, count);
   const auto began = std::chrono::steady_clock::now();
   const auto found = estimate(s, trials, levels[1]);
   const double took_us =

@@ -11,12 +11,12 @@ unsigned long long number(std::uint64_t value) { return value; }
 
 void print(std::uint32_t sequence, const flightpath::Estimate& estimate) {
   if (estimate.empty()) {
-    std::printf("%10u  %10s  %13s  %5d\n", sequence, "-", "-", 0);
+    std::printf("%10u  %10s  %13s  %5d  -\n", sequence, "-", "-", 0);
     return;
   }
   const flightpath::Path first = estimate[0];
-  std::printf("%10u  %10.3f  %13.3f  %5zu\n", sequence, first.Distance_m, first.Deviation_m,
-              estimate.size());
+  std::printf("%10u  %10.3f  %13.3f  %5zu  %s\n", sequence, first.Distance_m, first.Deviation_m,
+              estimate.size(), toString(estimate.info().Quality));
 }
 
 }  // namespace

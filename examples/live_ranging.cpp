@@ -70,7 +70,7 @@ void run(const Options& options) {
   const int wanted = 4 << 20;  // bytes of the kernel's buffer; it gives what it may
   setsockopt(socket.descriptor(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
   socket.bindTo(*address);
-  std::printf("# listening on %s port %u\n# sequence  first [m]  deviation [m]  paths\n",
+  std::printf("# listening on %s port %u\n# sequence  first [m]  deviation [m]  paths  quality\n",
               options.address.c_str(), static_cast<unsigned>(socket.port()));
   std::fflush(stdout);
   LiveRanger live(options.capture, options.roundTrip);

@@ -26,6 +26,7 @@
 #include "flightpath/ranging/path.h"
 #include "flightpath/ranging/path_set.h"
 #include "flightpath/ranging/progress.h"
+#include "flightpath/ranging/quality.h"
 #include "flightpath/ranging/ranger.h"
 #include "flightpath/ranging/ranging_options.h"
 #include "flightpath/ranging/tone_presets.h"

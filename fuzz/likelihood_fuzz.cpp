@@ -73,8 +73,12 @@ Numbers numbersOf(const Estimate& answer, std::size_t numRows) {
   const EstimateInfo info = answer.info();
   Numbers n;
   n.noisePower = info.NoisePower;
-  n.unitless = {static_cast<double>(info.NumSignals), static_cast<double>(info.Result),
-                info.ResidualStructure, info.WeakestMargin, info.NextMargin};
+  n.unitless = {static_cast<double>(info.NumSignals),
+                static_cast<double>(info.Result),
+                info.ResidualStructure,
+                info.WeakestMargin,
+                info.NextMargin,
+                static_cast<double>(info.Quality)};
   for (std::size_t p = 0; p < answer.size(); ++p) {
     const Path path = answer[p];
     n.unitless.insert(n.unitless.end(), {path.Distance_m, path.Delay_s, path.Deviation_m,
@@ -168,9 +172,11 @@ void checkInfo(const Batch& batch, std::span<const Row> rows, const Estimate& an
   if (!isFinite(rows)) {
     require(info.Result == Outcome::BadSamples && std::isnan(info.NoisePower),
             "a bad sample: no path, and nothing known");
+    require(info.Quality == flightpath::Quality::NotRated, "nor rated");
     return;
   }
   require(info.Result == (answer.empty() ? Outcome::NoSignal : Outcome::Found), "a reason");
+  require((info.Quality == flightpath::Quality::NotRated) == answer.empty(), "a word for a path");
   require(answer.size() <= mostPaths(batch), "what the tones can carry");
   require(!(info.NoisePower < 0.0) && !std::isnan(info.NoisePower), "a noise power");
   require(!isZero(rows) || (answer.empty() && info.NoisePower == 0.0), "nothing in nothing");

@@ -124,7 +124,8 @@ std::vector<double> numbersOf(const DirectPath& p) {
           p.Decay_s,
           p.NoisePower,
           p.ProfileMisfit,
-          static_cast<double>(p.Result)};
+          static_cast<double>(p.Result),
+          static_cast<double>(p.Quality)};
 }
 
 /// Any NaN is as good as another.
@@ -140,6 +141,7 @@ void checkNothing(const DirectPath& p) {
         p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit}) {
     require(std::isnan(number), "where nothing is found, nothing is stated");
   }
+  require(p.Quality == flightpath::Quality::NotRated, "nor rated");
 }
 
 void checkWindow(const Batch& batch, const DirectPath& p) {
@@ -166,6 +168,7 @@ void checkFound(const Batch& batch, const DirectPath& p) {
   require(std::isnan(p.RicianFactor_dB) == std::isnan(p.Decay_s), "a tail, or none");
   require(std::isnan(p.Decay_s) || (p.Decay_s > 0.0 && std::isfinite(p.Decay_s)), "a decay time");
   require(!std::isinf(p.RicianFactor_dB), "a Rician factor");
+  require(p.Quality != flightpath::Quality::NotRated, "a word");
   checkWindow(batch, p);
 }
 

@@ -24,6 +24,7 @@ namespace flightpath {
 ///                 periodogram's mean over its noise level. Around 1 where the profile fits, well above
 ///                 where it does not, as `EstimateInfo::ResidualStructure`; 1 where nothing is left at all
 /// Result          Found, NoSignal (noise alone explains the samples better), BadSamples, or PhaseOnly
+/// Quality         whether to trust the distance, in a word; NotRated where `Result` is not Found
 struct DirectPath {
   double Distance_m = std::numeric_limits<double>::quiet_NaN();
   double Delay_s = std::numeric_limits<double>::quiet_NaN();
@@ -36,6 +37,7 @@ struct DirectPath {
   double NoisePower = std::numeric_limits<double>::quiet_NaN();
   double ProfileMisfit = std::numeric_limits<double>::quiet_NaN();
   Outcome Result = Outcome::NoSignal;
+  flightpath::Quality Quality = flightpath::Quality::NotRated;
 };
 
 }  // namespace flightpath

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "flightpath/ranging/quality.h"
+
 namespace flightpath {
 
 /// One propagation path.
@@ -82,6 +84,8 @@ inline const char* toString(Outcome outcome) {
 ///                    threshold, above 1 (NaN where there is no path, or the count was forced) ...
 /// NextMargin         ... and that of the best path that was not taken, below 1 but for rare cases in
 ///                    which the search gave one up that it had weighed beside other paths
+/// Quality            whether to trust the distance of the earliest path, in a word; NotRated with Music,
+///                    and where there is no path
 struct EstimateInfo {
   std::int32_t NumSignals = 0;
   Outcome Result = Outcome::NoSignal;
@@ -90,6 +94,7 @@ struct EstimateInfo {
   double WeakestMargin = std::numeric_limits<double>::quiet_NaN();
   double NextMargin = std::numeric_limits<double>::quiet_NaN();
   bool PhaseOnly = false;
+  flightpath::Quality Quality = flightpath::Quality::NotRated;
 };
 
 /// The scales by which the numbers of an answer are to be judged. The lengths are half of what is said

@@ -196,6 +196,8 @@ class PathSet {
   /// 1 where `EstimateInfo::PhaseOnly` is true, otherwise 0.
   Span<const std::uint8_t> phaseOnly() const& { return column(phaseOnly_); }
   Span<const std::uint8_t> phaseOnly() const&& = delete;
+  Span<const Quality> qualities() const& { return column(qualities_); }
+  Span<const Quality> qualities() const&& = delete;
 
  private:
   friend class PathSetWriter;
@@ -226,6 +228,7 @@ class PathSet {
   std::vector<double> weakestMargins_;
   std::vector<double> nextMargins_;
   std::vector<std::uint8_t> phaseOnly_;
+  std::vector<Quality> qualities_;
 };
 
 inline Path pathOf(const PathSet& set, std::size_t k) {
@@ -245,7 +248,7 @@ inline EstimateInfo Estimate::info() const {
   return {set_->numSignals()[index_],     set_->outcomes()[index_],
           set_->noisePowers()[index_],    set_->residualStructures()[index_],
           set_->weakestMargins()[index_], set_->nextMargins()[index_],
-          set_->phaseOnly()[index_] != 0};
+          set_->phaseOnly()[index_] != 0, set_->qualities()[index_]};
 }
 
 inline std::complex<double> Estimate::amplitude(std::size_t k, std::size_t row) const {

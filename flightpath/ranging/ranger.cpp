@@ -75,7 +75,7 @@ RangingContext contextOf(std::uint32_t numSubcarriers, const RangingOptions& opt
   const Resolutions steps = defaultResolutions(static_cast<int>(tones.indices.size()), spacing_Hz);
   const double step =
       options.Method == RangingMethod::Music ? static_cast<double>(steps.fine) : 0.0;
-  return {numSubcarriers, options.SubcarrierSpacing, range_m, range_m / layout.extent,
+  return {numSubcarriers, options.SubcarrierSpacing, range_m, resolutionCell_m(layout, options),
           range_m * step};
 }
 

@@ -29,7 +29,7 @@ constexpr double distance_m = 29.9792;
 class Receiver {
  public:
   explicit Receiver(std::vector<std::string> options) : program_(command(std::move(options))) {
-    const std::string& text = program_.readUntil("paths\n");
+    const std::string& text = program_.readUntil("quality\n");
     const std::size_t at = text.find("port ");
     port_ =
         at == std::string::npos ? 1 : static_cast<std::uint16_t>(std::stoi(text.substr(at + 5)));
@@ -149,13 +149,14 @@ TEST(LiveRanging, AReplayedFileIsAnsweredRowByRow) {
   how.SubcarrierSpacing = file.spacing_Hz;
   how.RoundTrip = true;
   flightpath::Ranger ranger(51, how);
-  std::size_t at = printed.find("paths\n") + 6;
+  std::size_t at = printed.find("quality\n") + 8;
   for (std::uint32_t i = 0; i < 20; ++i) {
     const flightpath::PathSet found = ranger.estimate(file.measurements[i % 16]);
     char expected[64] = {};
     ASSERT_FALSE(found[0].empty());
-    std::snprintf(expected, sizeof expected, "%10u  %10.3f  %13.3f  %5zu\n", i,
-                  found[0][0].Distance_m, found[0][0].Deviation_m, found[0].size());
+    std::snprintf(expected, sizeof expected, "%10u  %10.3f  %13.3f  %5zu  %s\n", i,
+                  found[0][0].Distance_m, found[0][0].Deviation_m, found[0].size(),
+                  toString(found[0].info().Quality));
     EXPECT_EQ(printed.substr(at, std::string(expected).size()), expected);
     at += std::string(expected).size();
   }
@@ -232,7 +233,8 @@ TEST(LiveRanging, AMeasurementWithoutAPathHasALine) {
   receiver.send(encodeFrame(nothing, SampleFormat::Float32));
   receiver.send(datagram(2));
   EXPECT_EQ(receiver.program().finish(), 0);
-  EXPECT_TRUE(has(receiver.program().printed(), "         1           -              -      0\n"))
+  EXPECT_TRUE(
+      has(receiver.program().printed(), "         1           -              -      0  -\n"))
       << receiver.program().printed();
 }
 

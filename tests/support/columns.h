@@ -43,6 +43,7 @@ inline std::vector<double> everythingIn(const flightpath::PathSet& set) {
   add(set.numSignals());
   add(set.outcomes());
   add(set.phaseOnly());
+  add(set.qualities());
   add(set.peaks_dB());
   for (const auto& column :
        {set.distances_m(), set.delays_s(), set.deviations_m(), set.SNRs_dB(), set.lowers_m(),

@@ -10,9 +10,10 @@ namespace support {
 inline std::vector<double> everythingIn(const std::vector<flightpath::DirectPath>& paths) {
   std::vector<double> all;
   for (const flightpath::DirectPath& p : paths) {
-    all.insert(all.end(), {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m,
-                           p.Probability, p.RicianFactor_dB, p.Decay_s, p.NoisePower,
-                           p.ProfileMisfit, static_cast<double>(p.Result)});
+    all.insert(all.end(),
+               {p.Distance_m, p.Delay_s, p.Deviation_m, p.Lower_m, p.Upper_m, p.Probability,
+                p.RicianFactor_dB, p.Decay_s, p.NoisePower, p.ProfileMisfit,
+                static_cast<double>(p.Result), static_cast<double>(p.Quality)});
   }
   return all;
 }

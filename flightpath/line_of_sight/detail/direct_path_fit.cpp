@@ -9,6 +9,7 @@
 
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/likelihood/periodogram_structure.h"
+#include "flightpath/line_of_sight/detail/direct_path_quality.h"
 #include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/row_samples.h"
 #include "flightpath/spectrum/detail/decibels.h"
@@ -119,6 +120,7 @@ DirectPath DirectPathFit::report() {
   // Both integrals are of interpolated points: the part may come out above the whole.
   direct.Probability = std::min(1.0, std::exp(density_.logDirect() - density_.logAll()));
   reportTail(direct);
+  direct.Quality = directPathQuality(direct, samples_.isPhaseOnly(), tones_.cell() * range_m_);
   return direct;
 }
 

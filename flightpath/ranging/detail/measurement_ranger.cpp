@@ -6,6 +6,7 @@
 #include "flightpath/api/detail/distance.h"
 #include "flightpath/api/detail/speed_of_light.h"
 #include "flightpath/ranging/detail/distance_scale.h"
+#include "flightpath/ranging/detail/first_path_quality.h"
 #include "flightpath/spectrum/detail/decibels.h"
 
 namespace flightpath {
@@ -62,6 +63,7 @@ MeasurementRanger::MeasurementRanger(std::uint32_t numSubcarriers, const Ranging
       stride_(layoutOf(tones).stride),
       travel_(travelPerDistance(options)),
       range_m_(distancePerPeriod(spacing_Hz_, options)),
+      cell_m_(resolutionCell_m(layoutOf(tones), options)),
       intervalLevel_(options.IntervalLevel),
       samples_(static_cast<int>(numSubcarriers), static_cast<int>(options.SnapshotsPerEstimate),
                options.Calibration) {
@@ -82,8 +84,12 @@ EstimateInfo MeasurementRanger::estimate(const CsiRows& rows, std::size_t firstR
   if (!samples_.take(rows, firstRow)) {
     return {0, Outcome::BadSamples};
   }
+  const std::size_t numBefore = found.paths.size();
   EstimateInfo info = fit_ == nullptr ? reportMusic(found) : reportLikelihood(found);
   info.PhaseOnly = samples_.isPhaseOnly();
+  if (fit_ != nullptr && found.paths.size() > numBefore) {
+    info.Quality = firstPathQuality(found.paths[numBefore], info, cell_m_);
+  }
   return info;
 }
 

@@ -41,6 +41,7 @@ class MeasurementRanger {
   int stride_;
   double travel_;   // per metre of distance
   double range_m_;  // per period of neighbours by index
+  double cell_m_;
   std::optional<double> intervalLevel_;
   SampleBlock samples_;
   std::unique_ptr<MusicPaths> music_;

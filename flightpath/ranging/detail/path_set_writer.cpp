@@ -24,6 +24,7 @@ void PathSetWriter::clear(const RangingContext& context, std::size_t rowsPerEsti
   out_.weakestMargins_.clear();
   out_.nextMargins_.clear();
   out_.phaseOnly_.clear();
+  out_.qualities_.clear();
 }
 
 void PathSetWriter::append(std::span<const EstimateRecord> records) {
@@ -37,6 +38,7 @@ void PathSetWriter::append(std::span<const EstimateRecord> records) {
     out_.weakestMargins_.push_back(record.info.WeakestMargin);
     out_.nextMargins_.push_back(record.info.NextMargin);
     out_.phaseOnly_.push_back(record.info.PhaseOnly ? 1 : 0);
+    out_.qualities_.push_back(record.info.Quality);
   }
 }
 

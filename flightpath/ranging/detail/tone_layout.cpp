@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "flightpath/likelihood/tone_set.h"
+#include "flightpath/ranging/detail/distance_scale.h"
 #include "flightpath/ranging/detail/row_layout.h"
 
 namespace flightpath {
@@ -77,6 +78,10 @@ MeasuredTones measuredTones(std::uint32_t numSubcarriers, const RangingOptions& 
 ToneLayout layoutOf(const MeasuredTones& measured) {
   const ToneSet tones(measured.indices, measured.weights);
   return {tones.stride(), tones.extent(), tones.extent() == tones.count()};
+}
+
+double resolutionCell_m(const ToneLayout& layout, const RangingOptions& options) {
+  return distancePerPeriod(options.SubcarrierSpacing * layout.stride, options) / layout.extent;
 }
 
 }  // namespace flightpath

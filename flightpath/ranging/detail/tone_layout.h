@@ -33,4 +33,7 @@ MeasuredTones measuredTones(std::uint32_t numSubcarriers, const RangingOptions& 
 
 ToneLayout layoutOf(const MeasuredTones& measured);
 
+/// The distance that belongs to one over the extent of the tones: `RangingContext::ResolutionCell_m`.
+double resolutionCell_m(const ToneLayout& layout, const RangingOptions& options);
+
 }  // namespace flightpath
