@@ -52,6 +52,13 @@ class Ratio(typing.NamedTuple):
         return f"{self.what}: {self.value():.3f} ({lowest:.3f} to {highest:.3f}), {bound}"
 
 
+def load_times(results):
+    """What Google Benchmark wrote of the small sizes and of the large ones, as one."""
+    files = [json.loads(file.read_text()) for file in sorted(results.glob("times-*.json"))]
+    return {"context": files[0]["context"],
+            "benchmarks": [run for file in files for run in file["benchmarks"]]}
+
+
 def repetitions(benchmark_json):
     """{(benchmark, N, paths): microseconds of each repetition}"""
     runs = {}
@@ -145,7 +152,7 @@ def ranger_memory(results):
 
 def all_ratios(results):
     """Every promised ratio that a run's folder has numbers for."""
-    times = repetitions(json.loads((results / "times.json").read_text()))
+    times = repetitions(load_times(results))
     batch = batch_repetitions(json.loads((results / "batch.json").read_text()))
     return floor_ratios(times) + ranger_ratios(times) + long_ratios(results) + [
         Ratio("a batch on one thread / on two", batch[1], batch[2], least=FASTER_ON_TWO_THREADS)]

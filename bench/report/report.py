@@ -2,7 +2,7 @@
 
     report.py RESULTS_FOLDER DOCS_FOLDER PEER_TRIALS
 
-RESULTS_FOLDER holds times.json, long.json, batch.json, memory.json, memory-ranger.jsonl, agreement.md, roads.md
+RESULTS_FOLDER holds times-*.json, long.json, batch.json, memory.json, memory-ranger.jsonl, agreement.md, roads.md
 and scenarios/.
 
 DOCS_FOLDER/benchmarks.md, benchmarks.json (every number of the page), benchmarks-stages.svg and
@@ -310,7 +310,7 @@ def page(times, context, memory, ranger, long, folder, records, notes, peer_tria
 
 def main():
     results, docs, peer_trials = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3]
-    benchmark = json.loads((results / "times.json").read_text())
+    benchmark = promises.load_times(results)
     memory = json.loads((results / "memory.json").read_text())
     ranger_memory = promises.ranger_memory(results)
     long_runs, labels = promises.long_repetitions(json.loads((results / "long.json").read_text()))
