@@ -65,7 +65,6 @@ class LikelihoodSearch {
   bool improve();
   void thin();
   bool manageWithout(int p);
-  int weakest();
   double statisticWithout(int p);
   double unexplained(const PathFit& fit) const;
 

@@ -119,6 +119,19 @@ double PathFit::lossWithout(int p) {
   return numRows_ * meanPower(p) / gram_.inverseDiagonal(numPaths_, p, work_.data());
 }
 
+int PathFit::weakest() {
+  int found = 0;
+  double least = std::numeric_limits<double>::infinity();
+  for (int p = 0; p < numPaths_; ++p) {
+    const double loss = lossWithout(p);
+    if (loss < least) {
+      least = loss;
+      found = p;
+    }
+  }
+  return found;
+}
+
 void PathFit::differentiate() {
   for (int p = 0; p < numPaths_; ++p) {
     descent_[static_cast<std::size_t>(p)] = descentOf(p);

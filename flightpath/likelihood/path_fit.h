@@ -56,6 +56,9 @@ class PathFit {
   /// diagonal element of (S^H S)^-1.
   double lossWithout(int p);
 
+  /// The path whose loss is least, of at least one path.
+  int weakest();
+
   /// Gradient and H at the last `solve`.
   void differentiate();
   std::span<const double> descent() const { return {descent_.data(), used()}; }

@@ -193,11 +193,11 @@ bool PathMoves::shift() {
   return takeBest(worthwhile(base_));
 }
 
-bool PathMoves::exchange() {
+bool PathMoves::exchange(LeftOut candidates) {
   const double enough = worthwhile(current_);
   keep();
   if (add()) {
-    tryWithoutEach();
+    tryWithoutOne(candidates);
     if (takeBest(enough)) {
       return true;
     }
@@ -206,12 +206,15 @@ bool PathMoves::exchange() {
   return false;
 }
 
-void PathMoves::tryWithoutEach() {
+void PathMoves::tryWithoutOne(LeftOut candidates) {
   startTrials();
+  const int weakest = base_.weakest();
   for (int p = 0; p < base_.numPaths(); ++p) {
-    current_.setFrequencies(base_.frequencies());
-    current_.removeFrequency(p);
-    consider();
+    if (candidates == LeftOut::Each || p == weakest) {
+      current_.setFrequencies(base_.frequencies());
+      current_.removeFrequency(p);
+      consider();
+    }
   }
 }
 

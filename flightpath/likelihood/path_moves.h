@@ -10,6 +10,9 @@
 
 namespace flightpath {
 
+/// Which paths an exchange tries to do without: each in turn, or the one that is missed least.
+enum class LeftOut { Each, Weakest };
+
 /// A fit, and the ways to another one: a path more, a path less, or another minimum of the same count.
 /// Every one ends refined.
 class PathMoves {
@@ -59,7 +62,7 @@ class PathMoves {
 
   /// Adds a path and takes out the one that the others do without best. False: the cost is not lower,
   /// and the fit is as it was.
-  bool exchange();
+  bool exchange(LeftOut candidates);
 
   /// Remembers the delays, and comes back to them.
   void keep();
@@ -72,7 +75,7 @@ class PathMoves {
   std::span<const ResidualPeaks::Peak> peaks();
   void tryPeaks();
   void trySplits(double near);
-  void tryWithoutEach();
+  void tryWithoutOne(LeftOut candidates);
   void startTrials();
   void consider();
   bool takeBest(double enough);

@@ -12,6 +12,7 @@
 #include "tests/support/tones.h"
 
 using flightpath::DelayWindow;
+using flightpath::LeftOut;
 using flightpath::PathMoves;
 using flightpath::ToneSet;
 
@@ -210,7 +211,7 @@ TEST(PathMoves, ThePromiseIsThatOfTheFitAsItIsAfterEveryMove) {
   expectFresh("undo");
   moves.begin(channel.samples, std::vector<double>{0.1, -0.2});
   expectFresh("begin elsewhere");
-  ASSERT_TRUE(moves.exchange());
+  ASSERT_TRUE(moves.exchange(LeftOut::Each));
   expectFresh("exchange");
 }
 
@@ -244,11 +245,21 @@ TEST(PathMoves, AShiftStaysWithinTheWindow) {
 TEST(PathMoves, AnExchangeBringsAPathToWhereItBelongs) {
   Channel channel(contiguous, {0.1, 0.3}, {1.0, 0.7}, 1e-3);
   channel.moves.begin(channel.samples, std::vector<double>{0.1, -0.2});
-  EXPECT_TRUE(channel.moves.exchange());
+  EXPECT_TRUE(channel.moves.exchange(LeftOut::Each));
   expectNear(channel.sorted(), {0.1, 0.3}, 0.1 * cell);
   const std::vector<double> before = channel.sorted();
-  EXPECT_FALSE(channel.moves.exchange());
+  EXPECT_FALSE(channel.moves.exchange(LeftOut::Each));
   EXPECT_EQ(channel.sorted(), before);
+}
+
+// MODEL: the path in the wrong place is the one that the others miss least, and it comes last here.
+TEST(PathMoves, AnExchangeOfTheWeakestBringsItToWhereItBelongs) {
+  Channel channel(contiguous, {0.1, 0.2, 0.3}, {1.0, 0.8, 0.7}, 1e-3);
+  channel.moves.begin(channel.samples, std::vector<double>{0.1, 0.2, -0.2});
+  EXPECT_EQ(channel.moves.fit().weakest(), 2);
+  EXPECT_TRUE(channel.moves.exchange(LeftOut::Weakest));
+  expectNear(channel.sorted(), {0.1, 0.2, 0.3}, 0.1 * cell);
+  EXPECT_FALSE(channel.moves.exchange(LeftOut::Weakest));
 }
 
 // EXACT
