@@ -152,8 +152,8 @@ TEST(CountSignals, AnAnswerFromFewEigenvaluesStands) {
   EXPECT_GT(early, 400);
 }
 
-// EXACT: S snapshots have S times the likelihood: with S = 3 and AM / GM = 14 / 5.196 the second of the
-// rows above turns, 3 * 1.982 against 2.
+// EXACT: S snapshots have S times the likelihood: with S = 3 and AM / GM = 14 / 5.196 the second of
+// the rows above turns, 3 * 1.982 against 2.
 TEST(CountSearch, SnapshotsMultiplyTheLikelihoodAlone) {
   const std::vector<double> values = {27.0, 1.0};
   EigenvalueSums sums = sumsOf(values);
@@ -193,8 +193,8 @@ std::vector<double> longSpectrum(std::mt19937_64& random) {
 
 }  // namespace
 
-// EXACT: an answer from the first few eigenvalues and true bounds on the others is the answer from all of
-// them; and it comes once all that stand out are known.
+// EXACT: an answer from the first few eigenvalues and true bounds on the others is the answer from
+// all of them; and it comes once all that stand out are known.
 TEST(CountByBounds, AnswersAsAllEigenvaluesDoOrNotAtAll) {
   std::mt19937_64 random(11);
   for (int trial = 0; trial < 300; ++trial) {
@@ -211,8 +211,8 @@ TEST(CountByBounds, AnswersAsAllEigenvaluesDoOrNotAtAll) {
   }
 }
 
-// EXACT: each of three equal signals alone raises Q, all three lower it: what is known of fewer decides
-// nothing.
+// EXACT: each of three equal signals alone raises Q, all three lower it: what is known of fewer
+// decides nothing.
 TEST(CountByBounds, SeveralSignalsTogetherMayWinWhereOneLoses) {
   std::vector<double> values(400, 1.0);
   std::fill_n(values.begin(), 3, 1e4);
@@ -226,8 +226,8 @@ TEST(CountByBounds, SeveralSignalsTogetherMayWinWhereOneLoses) {
   EXPECT_EQ(countSignals(boundsOf(values, 3), std::span<const double>(values).first(3)), 3);
 }
 
-// EXACT: with S rows every fall is S times as deep: an eigenvalue of a tenth of the sum is nothing to one row,
-// and a signal to twelve.
+// EXACT: with S rows every fall is S times as deep: an eigenvalue of a tenth of the sum is nothing
+// to one row, and a signal to twelve.
 TEST(CountByBounds, SnapshotsDeepenTheFall) {
   std::vector<double> values(400, 1.0);
   values[0] = 44.0;
@@ -240,18 +240,20 @@ TEST(CountByBounds, SnapshotsDeepenTheFall) {
   EXPECT_EQ(countSignals(bounds, std::span<const double>(values).first(1)), 1);
 }
 
-// EXACT: without bounds' help, the best of what is known.
-TEST(CountByBounds, NothingLeftToFallGivesTheBestSoFar) {
+// EXACT: the best of what is known, though the third of the equal eigenvalues would turn it.
+TEST(CountAmongLeading, IsTheBestOfTheCountsThatAreKnown) {
   std::vector<double> values(400, 1.0);
-  values[0] = 1e5;
-  values[1] = 9e4;
-  EigenvalueBounds bounds = boundsOf(values, 1);
-  bounds.next = bounds.squares = 0.0;
-  EXPECT_EQ(countSignals(bounds, {}), 0);
-  EXPECT_EQ(countSignals(bounds, std::span<const double>(values).first(2)), 2);
+  std::fill_n(values.begin(), 3, 1e4);
+  const double trace = boundsOf(values, 0).trace;
+  const std::span<const double> leading(values);
+  EXPECT_EQ(flightpath::countAmongLeading(400, 1, trace, {}), 0);
+  EXPECT_EQ(flightpath::countAmongLeading(400, 1, trace, leading.first(2)), 0);
+  EXPECT_EQ(flightpath::countAmongLeading(400, 1, trace, leading.first(3)), 3);
+  EXPECT_EQ(flightpath::countAmongLeading(400, 1, trace, leading.first(9)), 3);
 }
 
-// EXACT: the criterion over eigenvalues of which those below the rounding of the samples are raised to it.
+// EXACT: the criterion over eigenvalues of which those below the rounding of the samples are raised
+// to it.
 TEST(CountAboveRounding, IsTheCountOfRaisedEigenvalues) {
   for (const double third : {1.0, 1e-3, 1e-6, 5e-8, 1e-9}) {
     std::vector<double> values(60, 1e-15);

@@ -4,12 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numbers>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "flightpath/ranging/detail/music_paths.h"
+#include "flightpath/rules/subvector_length.h"
 #include "simulated_channel.h"
 #include "tests/ranging/full_decomposition.h"
 #include "tests/support/columns.h"
@@ -165,11 +168,146 @@ TEST(LongSignalSpace, TakesForcedCountsAsTheFormedCovarianceDoes) {
   }
 }
 
-// EXACT: equal paths on exact grid frequencies, without noise: an eigenvalue that stands more often than a
-// block of products has columns is counted as often as it stands.
+// EXACT: equal paths on exact grid frequencies, without noise: an eigenvalue that stands more often
+// than a block of products has columns is counted as often as it stands.
 TEST(LongSignalSpace, CountsEqualPathsWithoutNoise) {
   for (const int numPaths : {4, 5, 6, 9}) {
     EXPECT_EQ(countOf(measure(numPaths, std::numeric_limits<double>::infinity(), 1)), numPaths);
+  }
+}
+
+namespace {
+
+/// `count` equal paths, eight cells of the subvectors apart.
+std::vector<SimulatedPath> pathsOnGrid(int count, int numSamples) {
+  std::vector<SimulatedPath> paths;
+  paths.reserve(static_cast<std::size_t>(count));
+  const double cell_s = 1.0 / (flightpath::subvectorLength(numSamples) * spacing_Hz);
+  for (int i = 0; i < count; ++i) {
+    paths.push_back({(10.0 + 8.0 * i) * cell_s, 1.0, 0.0});
+  }
+  return paths;
+}
+
+/// Rows in which path p has turned by p turns after the last: the mean of their covariances has
+/// `count` eigenvectors with the same eigenvalue, noise apart.
+Samples rowsOfOneEigenvalue(int count, int numSamples, int rows, double snr_dB,
+                            std::mt19937_64& random) {
+  Samples all;
+  for (int row = 0; row < rows; ++row) {
+    std::vector<SimulatedPath> paths = pathsOnGrid(count, numSamples);
+    for (int p = 0; p < count; ++p) {
+      paths[static_cast<std::size_t>(p)].phase_rad = 2.0 * std::numbers::pi * row * p / rows;
+    }
+    const Samples x = simulateChannel(paths, {numSamples, spacing_Hz, snr_dB}, random);
+    all.insert(all.end(), x.begin(), x.end());
+  }
+  return all;
+}
+
+int longCount(const Samples& rows, int numSamples) {
+  const flightpath::SampleBlock block = blockOf(rows, numSamples);
+  return music(numSamples, true, block.numRows()).find(block).NumSignals;
+}
+
+}  // namespace
+
+// EXACT: what a settled value still lacks is small beside it, but not beside noise 40 dB below,
+// with which the criterion compares it. All signals together are worth hardly more than they are
+// charged.
+TEST(LongSignalSpace, ValuesAreGoodEnoughForTheNoiseThatTheyLeave) {
+  struct Case {
+    int numSamples;
+    int numPaths;
+    double snr_dB;
+  };
+  for (const auto& [numSamples, numPaths, snr_dB] : {Case{400, 9, 40.5}, Case{500, 7, 32.0}}) {
+    for (unsigned seed = 0; seed < 30; ++seed) {
+      std::mt19937_64 random(seed);
+      const auto paths = pathsOnGrid(numPaths, numSamples);
+      const Samples x = support::drawRows(paths, numSamples, 1, snr_dB, random);
+      EXPECT_EQ(longCount(x, numSamples), countByAll(allEigenvalues(x)))
+          << numPaths << ", " << seed;
+    }
+  }
+}
+
+// EXACT: what a block that came later says of the rest counts from its second step on.
+TEST(LongSignalSpace, ABlockThatCameLaterIsHeardOut) {
+  constexpr int numSamples = 500;
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    std::mt19937_64 random(seed);
+    const Samples x = support::drawRows(pathsOnGrid(20, numSamples), numSamples, 2, 60.0, random);
+    EXPECT_EQ(longCount(x, numSamples), 20) << seed;
+  }
+}
+
+// EXACT: a signal of which the block has met a small part counts for all that it may be.
+TEST(LongSignalSpace, ASignalThatIsHardlyMetIsNotNoise) {
+  constexpr int numSamples = 500;
+  for (unsigned seed = 0; seed < 12; ++seed) {
+    std::mt19937_64 random(seed);
+    const Samples x = support::drawRows(pathsOnGrid(5, numSamples), numSamples, 8, 1.0, random);
+    EXPECT_EQ(longCount(x, numSamples), 5) << seed;
+  }
+}
+
+// EXACT: copies of an eigenvalue that no column has met are missing from the trace; with many rows,
+// a few hundredths of it are enough.
+TEST(LongSignalSpace, CountsEqualSignalsInNoise) {
+  constexpr int numSamples = 320;
+  for (unsigned seed = 0; seed < 4; ++seed) {
+    for (const double snr_dB : {0.0, 20.0}) {
+      std::mt19937_64 random(seed);
+      EXPECT_EQ(longCount(rowsOfOneEigenvalue(5, numSamples, 8, snr_dB + 2.0, random), numSamples),
+                5)
+          << snr_dB << " dB, " << seed;
+      EXPECT_EQ(longCount(rowsOfOneEigenvalue(16, numSamples, 32, snr_dB, random), numSamples), 16)
+          << snr_dB << " dB, " << seed;
+    }
+  }
+}
+
+// MODEL: more paths than the products are enough for: the strongest of them, each within a tenth of
+// the resolution.
+TEST(LongSignalSpace, WhereProductsRunOutTheCountIsOfThoseThatSettled) {
+  constexpr int numSamples = 1000;
+  std::vector<SimulatedPath> paths = pathsOnGrid(80, numSamples);
+  for (std::size_t i = 1; i < paths.size(); ++i) {
+    paths[i].amplitude = 0.93 * paths[i - 1].amplitude;
+  }
+  std::mt19937_64 random(1);
+  const Samples x = support::drawRows(paths, numSamples, 8, 60.0, random);
+  flightpath::MusicPaths unformed = music(numSamples, true, 8);
+  const int count = unformed.find(blockOf(x, numSamples)).NumSignals;
+  EXPECT_GT(count, 50);
+  EXPECT_LT(count, 80);
+  ASSERT_EQ(unformed.paths().size(), static_cast<std::size_t>(count));
+  std::set<long> found;
+  for (const auto& path : unformed.paths()) {
+    const double turns = path.frequency - std::floor(path.frequency);
+    const double place = (turns * flightpath::subvectorLength(numSamples) - 10.0) / 8.0;
+    EXPECT_NEAR(place, std::round(place), 0.1 * 0.75 / 8.0);
+    found.insert(std::lround(place));
+  }
+  EXPECT_EQ(found.size(), unformed.paths().size()) << "each is another one";
+  EXPECT_EQ(*found.rbegin(), count - 1) << "and they are the strongest";
+}
+
+// EXACT: counts that are forced beyond a quarter of the eigenvectors, and beyond all that there
+// are, are those of the covariance that is formed.
+TEST(LongSignalSpace, HugeForcedCountsAreTakenAsTheFormedCovarianceDoes) {
+  constexpr int numSamples = 320;
+  for (const int rows : {1, 3}) {
+    std::mt19937_64 random(2);
+    const auto paths = support::randomPaths(3, numSamples, random);
+    const auto block =
+        blockOf(support::drawRows(paths, numSamples, rows, 20.0, random), numSamples);
+    for (const int forced : {61, 200, 300, 65535}) {
+      flightpath::MusicPaths formed = music(numSamples, false, rows, forced);
+      flightpath::MusicPaths unformed = music(numSamples, true, rows, forced);
+      expectSameAnswer(formed, unformed, block, fineStep(numSamples), std::to_string(forced));
+    }
   }
 }
 

@@ -10,7 +10,11 @@
 #include <span>
 #include <vector>
 
+#include "flightpath/rules/subvector_length.h"
 #include "tests/ranging/full_decomposition.h"
+#include "tests/support/columns.h"
+#include "tests/support/ranging.h"
+#include "tests/support/snapshots.h"
 #include "tests/support/spectra.h"
 
 using flightpath::SignalSpace;
@@ -47,7 +51,8 @@ std::vector<double> slowSpectrum(int signals, double ratio, unsigned seed) {
 
 }  // namespace
 
-// EXACT: the count that the criterion gives with every eigenvalue, also where the iteration settles slowly.
+// EXACT: the count that the criterion gives with every eigenvalue, also where the iteration settles
+// slowly.
 TEST(SignalSpace, CountsAsEveryEigenvalueDoes) {
   for (unsigned seed = 0; seed < 20; ++seed) {
     for (const double ratio : {0.5, 0.9}) {
@@ -57,6 +62,24 @@ TEST(SignalSpace, CountsAsEveryEigenvalueDoes) {
       SignalSpace space(60, 60, 1);
       EXPECT_EQ(space.count(A), support::countByAll(values)) << seed << ", " << ratio;
     }
+  }
+}
+
+// EXACT: noise far below the rounding of single precision is noise still, where the iteration is
+// given up because sixteen signals of one size would take too many of its steps.
+TEST(SignalSpace, FaintNoiseIsNoiseWhereTheIterationIsGivenUp) {
+  constexpr int N = 300;
+  std::vector<SimulatedPath> paths;
+  for (int i = 0; i < 16; ++i) {
+    const double cells = 10.0 + 8.0 * i;
+    paths.push_back({cells / (flightpath::subvectorLength(N) * support::spacing_Hz), 1.0, 0.0});
+  }
+  for (unsigned seed = 0; seed < 10; ++seed) {
+    std::mt19937_64 random(seed);
+    const auto x = support::drawRows(paths, N, 1, 80.0, random);
+    const auto found = support::estimateAlone(x, support::options());
+    EXPECT_EQ(support::columnsOf(found).numSignals[0],
+              support::countByAll(support::allEigenvalues(x)));
   }
 }
 

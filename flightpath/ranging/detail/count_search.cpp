@@ -59,6 +59,16 @@ class Criterion {
   int bestCount_ = 0;
 };
 
+/// Q(0) ... Q(k) after the k leading eigenvalues, less the logarithms that all of them have in
+/// common.
+Criterion upToLeading(int m, int snapshots, double trace, std::span<const double> leading) {
+  Criterion criterion(m, snapshots, trace, 0.0);
+  for (const double value : leading) {
+    criterion.add(value);
+  }
+  return criterion;
+}
+
 /// The most that n log AM falls by where `more` of n eigenvalues with this sum become signals.
 double mostFall(int more, int n, double sum, const EigenvalueBounds& bounds) {
   const double share = std::min(more * bounds.next, std::sqrt(more * bounds.squares)) / sum;
@@ -103,14 +113,15 @@ std::optional<int> countSignals(const EigenvalueSums& sums, std::span<const doub
 }
 
 std::optional<int> countSignals(const EigenvalueBounds& bounds, std::span<const double> leading) {
-  Criterion criterion(bounds.count, bounds.snapshots, bounds.trace, 0.0);
-  for (const double value : leading) {
-    criterion.add(value);
-  }
+  const Criterion criterion = upToLeading(bounds.count, bounds.snapshots, bounds.trace, leading);
   if (mayStillFall(criterion, static_cast<int>(leading.size()), bounds)) {
     return {};
   }
   return criterion.bestCount();
+}
+
+int countAmongLeading(int m, int snapshots, double trace, std::span<const double> leading) {
+  return upToLeading(m, snapshots, trace, leading).bestCount();
 }
 
 int countAboveRounding(int m, int snapshots, std::vector<double>& leading) {

@@ -9,7 +9,8 @@
 namespace flightpath {
 namespace {
 
-/// What orthogonalisation leaves of a product below the largest one times this is rounding.
+/// What orthogonalisation leaves of a product is rounding where its norm is below that of the
+/// largest product times this.
 constexpr double rounding = 1e-13;
 
 FLIGHTPATH_WIDE_VECTORS void subtract(double factor, const double* from, double* to,
@@ -45,18 +46,19 @@ void KrylovEigenpairs::start(SymmetricOperator& C) {
 }
 
 void KrylovEigenpairs::addBlock() {
-  if (static_cast<std::size_t>(columns_ + blockWidth) > rows_) {
+  if (columns_ + blockWidth > static_cast<int>(rows_)) {
     return;
   }
   firstOfBlock_ = columns_;
+  stepsOfBlock_ = 0;
   for (int j = 0; j < blockWidth; ++j) {
-    fillWithoutStructure(columns_);
+    fillAtRandom(columns_);
     ++columns_;
   }
 }
 
-/// Numbers without structure, the same for every operator, orthonormal to all columns before.
-void KrylovEigenpairs::fillWithoutStructure(int k) {
+/// Pseudo-random numbers, the same for every operator, made orthonormal to all columns before.
+void KrylovEigenpairs::fillAtRandom(int k) {
   std::generate_n(column(k), order_, [this] {
     state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
     return static_cast<double>(state_ >> 11) * 0x1p-52 - 1.0;
@@ -65,7 +67,8 @@ void KrylovEigenpairs::fillWithoutStructure(int k) {
   std::for_each_n(column(k), order_, [norm](double& q) { q /= norm; });
 }
 
-/// Takes the columns before k out of it, twice; what is taken is added to the coefficients.
+/// Takes the columns before k out of column k, twice, and adds what it takes to the coefficients.
+/// Returns the norm that is left.
 double KrylovEigenpairs::orthogonalise(int k, double* coefficients) {
   const int n = static_cast<int>(order_);
   double* const w = column(k);
@@ -82,6 +85,14 @@ double KrylovEigenpairs::orthogonalise(int k, double* coefficients) {
 }
 
 bool KrylovEigenpairs::step() {
+  if (!extend()) {
+    return false;
+  }
+  solveProjected();
+  return true;
+}
+
+bool KrylovEigenpairs::extend() {
   const int first = size_;
   const int last = columns_;
   if (last > most_ || last + (last - first) > static_cast<int>(rows_)) {
@@ -91,11 +102,11 @@ bool KrylovEigenpairs::step() {
     addColumn(k);
   }
   size_ = last;
-  solveProjected();
+  ++stepsOfBlock_;
   return true;
 }
 
-/// The next column: what is new in the product of column `from`.
+/// Appends a column: what is new in the product of column `from`.
 void KrylovEigenpairs::addColumn(int from) {
   const int k = columns_;
   C_->multiply({column(from), order_}, {column(k), order_});
@@ -107,7 +118,7 @@ void KrylovEigenpairs::addColumn(int from) {
     coefficients[k] = norm;
     std::for_each_n(column(k), order_, [norm](double& q) { q /= norm; });
   } else {
-    fillWithoutStructure(k);
+    fillAtRandom(k);
   }
   ++columns_;
 }
@@ -131,7 +142,8 @@ void KrylovEigenpairs::solveProjected() {
   }
 }
 
-/// What C y has along the columns that have no products yet; it has nothing else besides theta y.
+/// The norm of what C y has along the columns that have not been multiplied; the rest of it is
+/// theta y.
 double KrylovEigenpairs::residualOf(const double* ritz) {
   double squares = 0.0;
   for (int row = size_; row < columns_; ++row) {

@@ -9,33 +9,42 @@
 
 namespace flightpath {
 
-/// The largest eigenvalues of a symmetric operator and their eigenvectors, by a block Lanczos process:
-/// Rayleigh-Ritz projection onto the span of Q, C Q, C^2 Q ..., Q a block of columns without structure.
+/// The largest eigenvalues of a symmetric operator and their eigenvectors, by a block Lanczos
+/// process: Rayleigh-Ritz projection onto the span of Q, C Q, C^2 Q ..., with Q a block of
+/// pseudo-random columns.
 ///
-/// Every column is made orthogonal to all before it, twice: no eigenvalue appears more often than it is
-/// there. Where the span is exhausted (the operator has a lower rank, or an eigenvalue stands more often
-/// than the block has columns), columns without structure go on in its stead.
+/// Every column is made orthogonal to all before it, twice, so that no eigenvalue is found more
+/// often than it occurs. Where the span is exhausted (the operator has a lower rank, or an
+/// eigenvalue occurs more often than the block has columns), new pseudo-random columns take over.
 ///
-/// Block iteration keeps the last block alone, and takes twice the products for signals that stand out,
-/// many times where they do not (bench/tuning_bench.cpp, LongCount).
+/// A block iteration, which keeps its last block alone, takes twice as many products for signals
+/// that stand out, and many times as many where they do not (bench/tuning_bench.cpp, LongCount).
 ///
 /// Source: G. H. Golub, C. F. Van Loan, Matrix Computations, section 10.3 (block Lanczos).
 class KrylovEigenpairs {
  public:
   static constexpr int blockWidth = 4;
 
-  /// For operators of this order, of at least mostProducts + 2 blockWidth.
+  /// For operators of this order, which is at least mostProducts + 2 blockWidth.
   KrylovEigenpairs(int order, int mostProducts);
 
   /// Starts over with this operator, which must outlive the steps.
   void start(SymmetricOperator& C);
 
-  /// The products of the columns that have none, and the Ritz pairs of all that have. False: there would be
-  /// more than mostProducts, and nothing was done.
+  /// Multiplies the columns that have not been multiplied yet, each of which gives a new one. The
+  /// Ritz pairs are gone until the next step. False: that would be more than mostProducts, and
+  /// nothing was done.
+  bool extend();
+
+  /// The same, and solves the Ritz pairs of all columns that have been multiplied. False: nothing
+  /// was done.
   bool step();
 
-  /// Puts another block without structure beside the columns of the next step, where there is room.
+  /// Adds another pseudo-random block to the columns of the next step, where there is room.
   void addBlock();
+
+  /// How many steps the last pseudo-random block has taken part in.
+  int stepsOfBlock() const { return stepsOfBlock_; }
 
   /// How many Ritz pairs there are.
   int size() const { return size_; }
@@ -47,11 +56,13 @@ class KrylovEigenpairs {
   /// y := Ritz vector k.
   void vector(int k, std::span<double> y) const;
 
-  /// What the last block without structure says of the sum of theta^power over all eigenvalues but those
-  /// of the first `without` Ritz pairs: the mean of q^T C^power q over its columns q, times the order.
-  /// By Gauss quadrature, exact up to power 2 s - 1 after s steps.
+  /// An estimate of the sum of theta^power over all eigenvalues but those of the first `without`
+  /// Ritz pairs: the mean of q^T C^power q over the columns q of the last pseudo-random block,
+  /// times the order. By Gauss quadrature the mean is exact up to power 2 s - 1 after s steps of
+  /// that block, of which there must be one.
   ///
-  /// Source: G. H. Golub, G. Meurant, Matrices, Moments and Quadrature with Applications, chapter 11.
+  /// Source: G. H. Golub, G. Meurant, Matrices, Moments and Quadrature with Applications, chapter
+  /// 11.
   double traceEstimate(int power, int without) const;
 
  private:
@@ -66,7 +77,7 @@ class KrylovEigenpairs {
   const double* ritzVector(int k) const {
     return vectors_.data() + static_cast<std::size_t>(k) * static_cast<std::size_t>(size_);
   }
-  void fillWithoutStructure(int k);
+  void fillAtRandom(int k);
   double orthogonalise(int k, double* coefficients);
   bool normalise(int k, double norm, double least);
   void addColumn(int from);
@@ -75,15 +86,16 @@ class KrylovEigenpairs {
 
   std::size_t order_;
   int most_;
-  std::size_t rows_;  // of the projected matrix: as many columns as Q may have
+  std::size_t rows_;  // of the projected matrix: as many as Q may have columns
   SymmetricOperator* C_ = nullptr;
-  std::uint64_t state_ = 0;        // of the numbers without structure
-  int size_ = 0;                   // columns that have their products
-  int columns_ = 0;                // all of them
-  int firstOfBlock_ = 0;           // of the last block without structure
+  std::uint64_t state_ = 0;  // of the pseudo-random numbers
+  int size_ = 0;             // columns that have been multiplied
+  int columns_ = 0;          // all of them
+  int firstOfBlock_ = 0;     // column of the last pseudo-random block
+  int stepsOfBlock_ = 0;
   double largest_ = 0.0;           // norm of a product so far
   std::vector<double> Q_;          // order x (most + 2 blockWidth)
-  std::vector<double> projected_;  // Q^T C Q: rows of all columns, columns of those with products
+  std::vector<double> projected_;  // Q^T C Q: a row per column of Q, a column per product
   std::vector<double> vectors_;    // of its leading size x size part
   std::vector<double> ascending_;
   std::vector<double> work_;

@@ -11,19 +11,25 @@
 
 namespace flightpath {
 
-/// The signals in a covariance that is never formed: time O(N log N), memory O(N).
+/// The signals in a covariance that is never formed: O(N log N) of time, O(N) of memory.
 ///
-/// The count is that of the criterion with all eigenvalues, though only the largest are solved, because
-/// an eigenvalue that the criterion would count holds most of what is left (see `countSignals`): it
-/// stands hundreds of times above the others, and no block of products misses it. What that takes of the
-/// other eigenvalues, an upper bound of the largest and of the sum of squares, are estimates from the same
-/// products, doubled. A block without structure misses copies of an eigenvalue that stands more often
-/// than the block has columns; the trace, which is exact, shows them.
+/// The count is that of the criterion with all eigenvalues, though only the largest are solved: an
+/// eigenvalue that the criterion would count holds a good part of what the larger ones leave (see
+/// `countSignals`). What is needed of the others, upper bounds of their largest and of the sum of
+/// their squares, comes from the same products, doubled.
 ///
-/// Where `mostProducts` do not settle the count, it is the best of those that are settled.
+/// A pseudo-random block misses copies of an eigenvalue that occurs more often than the block has
+/// columns. The trace, which is exact, then exceeds what the block estimates, and another block is
+/// added.
+///
+/// Where `mostProducts` do not make the count certain, it is the best of the counts up to what
+/// settled.
 class LongSignalSpace final : public Signals {
  public:
-  /// For `numRows` rows of N samples in subvectors of length L; `mostWanted` signals will be taken at most.
+  /// For `numRows` rows of N samples in subvectors of length L, which is at least 104 where signals
+  /// are counted, and at least 44 and mostWanted + 20 where they are taken.
+  ///
+  /// mostWanted  how many signals will be taken at most; 0 where they will be counted
   ///
   /// Errors: std::bad_alloc.
   LongSignalSpace(int N, int L, int numRows, int mostWanted);
@@ -34,9 +40,10 @@ class LongSignalSpace final : public Signals {
   void eigenvector(int k, std::span<double> re, std::span<double> im) override;
 
  private:
-  EigenvalueBounds bounds(double next, double squares) const;
   std::optional<int> certainCount();
   void keepSettled();
+  double errorOfSettled() const;
+  bool copiesAreMissed(double unmet, double left, double squares) const;
   bool converged(int numPairs) const;
   bool isRounding(double value) const;
 

@@ -19,10 +19,13 @@ namespace {
 
 bool isLong(int N, const MusicPaths::Settings& settings) { return N >= settings.longFrom; }
 
+/// Where more than a quarter of the eigenvectors are forced, solving all of the matrix takes no
+/// longer.
 std::unique_ptr<Signals> makeSignals(int N, const MusicPaths::Settings& settings) {
   const int L = subvectorLength(N);
-  if (isLong(N, settings)) {
-    return std::make_unique<LongSignalSpace>(N, L, settings.numRows, settings.numPaths.value_or(0));
+  const int forced = settings.numPaths.value_or(0);
+  if (isLong(N, settings) && forced <= L / 4) {
+    return std::make_unique<LongSignalSpace>(N, L, settings.numRows, forced);
   }
   return std::make_unique<FormedSignals>(N, L, settings.numRows);
 }
@@ -77,8 +80,8 @@ int MusicPaths::solveSignals(const SampleBlock& samples) {
   return signals_->take(samples, *settings_.numPaths);
 }
 
-/// steps_ := the products of neighbouring samples, summed over the rows, in the closed form's single
-/// precision.
+/// steps_ := the products of neighbouring samples, summed over the rows, in the closed form's
+/// single precision.
 void MusicPaths::sumPhaseSteps(const SampleBlock& samples) {
   for (int row = 0; row < samples.numRows(); ++row) {
     const auto sample = [re = samples.re(row), im = samples.im(row)](std::size_t k) -> creal32_T {

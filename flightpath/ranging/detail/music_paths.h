@@ -14,13 +14,14 @@
 
 namespace flightpath {
 
-/// The steps of the two searches that an estimate with default settings takes, in normalised frequency.
+/// The steps of the two searches that an estimate with default settings takes, in normalised
+/// frequency.
 ///
 /// Errors: std::invalid_argument where they, or the spacing, leave the range of single precision.
 Resolutions defaultResolutions(int N, double spacing_Hz);
 
-/// The paths of one estimate after another by MUSIC, in work space of its own: what `estimateToF` with
-/// default settings does, from the real form of the covariance, or from its products alone.
+/// The paths of one estimate after another by MUSIC, in work space of its own: what `estimateToF`
+/// with default settings does, from the real form of the covariance, or from its products alone.
 class MusicPaths {
  public:
   struct Settings {

@@ -51,7 +51,12 @@ int SignalSpace::count(std::span<const double> matrix) {
     return 0;
   }
   const std::optional<double> logs = logDeterminant();
-  return logs ? countByIteration({order_, snapshots_, trace_, *logs}) : countByDecomposition();
+  if (!logs) {
+    return countByDecomposition({});
+  }
+  const EigenvalueSums sums = {order_, snapshots_, trace_, *logs};
+  const std::optional<int> count = countByIteration(sums);
+  return count ? *count : countByDecomposition(sums);
 }
 
 int SignalSpace::take(std::span<const double> matrix, int wanted) {
@@ -135,19 +140,20 @@ std::optional<int> SignalSpace::currentCount(const EigenvalueSums& sums) {
   return countSignals(sums, leading_);
 }
 
-int SignalSpace::countByIteration(const EigenvalueSums& sums) {
+/// Empty where a decomposition would cost no more.
+std::optional<int> SignalSpace::countByIteration(const EigenvalueSums& sums) {
   pairs_.start(matrix_);
   while (iterate()) {
     const std::optional<int> count = currentCount(sums);
     if (count && worstResidual(*count) <= eigenvectorTolerance) {
-      return *count;
+      return count;
     }
     const bool allUsed = static_cast<int>(leading_.size()) + 1 >= pairs_.width();
     if (!count && allUsed && !pairs_.widen()) {
       break;
     }
   }
-  return countByDecomposition();
+  return {};
 }
 
 int SignalSpace::takeByDecomposition(int wanted) {
@@ -157,15 +163,17 @@ int SignalSpace::takeByDecomposition(int wanted) {
   return wanted;
 }
 
-/// The count of a matrix that is singular, or whose pairs would not separate.
-int SignalSpace::countByDecomposition() {
+/// The count of a matrix whose pairs would not separate, or of one that is singular, which has no sums:
+/// only there are eigenvalues below the rounding of the samples rounding.
+int SignalSpace::countByDecomposition(const std::optional<EigenvalueSums>& sums) {
   decomposed_.solveValues(matrix_.data());
   isDecomposed_ = true;
   leading_.clear();
   for (int k = 0; k < std::min(order_, rank_); ++k) {
     leading_.push_back(decomposed_.value(k));
   }
-  const int count = countAboveRounding(std::min(order_, rank_), snapshots_, leading_);
+  const int count = sums ? countSignals(*sums, leading_).value()
+                         : countAboveRounding(std::min(order_, rank_), snapshots_, leading_);
   decomposed_.solveVectors(count);
   return count;
 }

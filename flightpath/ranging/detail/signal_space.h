@@ -46,8 +46,8 @@ class SignalSpace {
  private:
   void start(std::span<const double> matrix);
   std::optional<double> logDeterminant();
-  int countByIteration(const EigenvalueSums& sums);
-  int countByDecomposition();
+  std::optional<int> countByIteration(const EigenvalueSums& sums);
+  int countByDecomposition(const std::optional<EigenvalueSums>& sums);
   std::optional<int> currentCount(const EigenvalueSums& sums);
   bool iterate();
   double worstResidual(int numPairs) const;

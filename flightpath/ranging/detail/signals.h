@@ -6,12 +6,12 @@
 
 namespace flightpath {
 
-/// A signal's eigenvector is good when C v - theta v is this much of theta: the path moves by less than a
-/// hundredth of a fine step.
+/// A signal's eigenvector is good when C v - theta v is this part of theta: the path moves by less
+/// than a hundredth of a fine step.
 constexpr double eigenvectorTolerance = 1e-6;
 
-/// The matrix is numerically singular where a Cholesky pivot is below the largest diagonal element times
-/// this, or the mean of what the signals leave below the mean of all.
+/// The matrix is numerically singular where a Cholesky pivot is below the largest diagonal element
+/// times this, or where the signals leave less of the trace than this part.
 constexpr double singularPivot = 1e-13;
 
 /// The signals in the smoothed covariance of one estimate: how many, and their eigenpairs.
