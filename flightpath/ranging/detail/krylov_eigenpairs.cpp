@@ -27,7 +27,7 @@ KrylovEigenpairs::KrylovEigenpairs(int order, int mostProducts)
       most_(mostProducts),
       rows_(static_cast<std::size_t>(mostProducts + 2 * blockWidth)) {
   const auto most = static_cast<std::size_t>(mostProducts);
-  Q_.resize(order_ * rows_);
+  Q_ = std::make_unique_for_overwrite<double[]>(order_ * rows_);
   projected_.resize(rows_ * most);
   vectors_.resize(most * most);
   ascending_.resize(most);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -66,8 +67,8 @@ class KrylovEigenpairs {
   double traceEstimate(int power, int without) const;
 
  private:
-  double* column(int k) { return Q_.data() + static_cast<std::size_t>(k) * order_; }
-  const double* column(int k) const { return Q_.data() + static_cast<std::size_t>(k) * order_; }
+  double* column(int k) { return Q_.get() + static_cast<std::size_t>(k) * order_; }
+  const double* column(int k) const { return Q_.get() + static_cast<std::size_t>(k) * order_; }
   double& projected(int row, int k) {
     return projected_[static_cast<std::size_t>(k) * rows_ + static_cast<std::size_t>(row)];
   }
@@ -79,7 +80,6 @@ class KrylovEigenpairs {
   }
   void fillAtRandom(int k);
   double orthogonalise(int k, double* coefficients);
-  bool normalise(int k, double norm, double least);
   void addColumn(int from);
   void solveProjected();
   double residualOf(const double* ritz);
@@ -93,8 +93,9 @@ class KrylovEigenpairs {
   int columns_ = 0;          // all of them
   int firstOfBlock_ = 0;     // column of the last pseudo-random block
   int stepsOfBlock_ = 0;
-  double largest_ = 0.0;           // norm of a product so far
-  std::vector<double> Q_;          // order x (most + 2 blockWidth)
+  double largest_ = 0.0;  // norm of a product so far
+  // order x (most + 2 blockWidth), not touched before it is used: few estimates need more than a quarter.
+  std::unique_ptr<double[]> Q_;
   std::vector<double> projected_;  // Q^T C Q: a row per column of Q, a column per product
   std::vector<double> vectors_;    // of its leading size x size part
   std::vector<double> ascending_;
