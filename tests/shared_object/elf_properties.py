@@ -10,7 +10,7 @@ import re
 import subprocess
 import sys
 
-FOREIGN = {"libfftw3f.so.3", "liblapacke.so.3", "libopenblas.so.0"}
+FOREIGN = {"libfftw3.so.3", "libfftw3f.so.3", "liblapacke.so.3", "libopenblas.so.0"}
 PLATFORM = re.compile(r"(libstdc\+\+|libm|libgcc_s|libc|ld-linux[-\w]*)\.so\.\d+$")
 OTHERS_NAMES = re.compile(
     r"_Z(Z?N?[KVRO]*|T[ISV]N?|GVN?)(S[absiodt]|9__gnu_cxx|10__cxxabiv1)|_Z(n[wa]|d[la])|"
