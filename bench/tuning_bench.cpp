@@ -25,6 +25,7 @@
 #include "flightpath/toolbox/detail/blas.h"
 #include "flightpath/toolbox/detail/lapack.h"
 #include "flightpath/toolbox/detail/plain_matrices.h"
+#include "flightpath/toolbox/detail/small_matrices.h"
 #include "simulated_channel.h"
 
 namespace {
@@ -149,6 +150,18 @@ void BM_EigenLapack(benchmark::State& state) {
     V = A;
     flightpath::lapack::symmetricEigen(n, V.data(), values.data(), work.data());
     benchmark::DoNotOptimize(V.data());
+  }
+}
+
+/// The three largest.
+void BM_EigenLeading(benchmark::State& state) {
+  const auto n = static_cast<int>(state.range(0));
+  const auto A = nearlyDiagonal(n);
+  flightpath::LeadingDecomposition decomposition(n);
+  for ([[maybe_unused]] auto _ : state) {
+    decomposition.solveValues(A.data());
+    decomposition.solveVectors(3);
+    benchmark::DoNotOptimize(decomposition.vector(0));
   }
 }
 
@@ -292,7 +305,8 @@ BENCHMARK(BM_CholeskyLapack)
     ->Arg(96)
     ->Arg(128);
 BENCHMARK(BM_EigenPlain)->ArgName("order")->Arg(3)->Arg(6)->Arg(12);
-BENCHMARK(BM_EigenLapack)->ArgName("order")->Arg(3)->Arg(6)->Arg(12);
+BENCHMARK(BM_EigenLapack)->ArgName("order")->Arg(3)->Arg(6)->Arg(12)->Arg(34)->Arg(122);
+BENCHMARK(BM_EigenLeading)->ArgName("order")->Arg(34)->Arg(122);
 BENCHMARK(BM_LaggedProductsPlain);
 BENCHMARK(BM_LaggedProductsFastest);
 BENCHMARK(BM_ValueTolerance)

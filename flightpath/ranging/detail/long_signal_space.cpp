@@ -15,8 +15,8 @@ namespace {
 /// its relative error is the square of that.
 constexpr double valueTolerance = 3e-2;
 
-/// The estimates of the largest eigenvalue left and of the squares are doubled. For noise, they are
-/// within a tenth from two steps on (bench/tuning_bench.cpp, LongCount).
+/// The estimates of the largest eigenvalue left and of the squares are doubled: after three steps
+/// those of the squares of noise are within a third.
 constexpr double caution = 2.0;
 
 /// What the settled values lack is found in the sum of those that are left, whose logarithm counts

@@ -32,8 +32,8 @@ std::optional<double> logDeterminant(int n, const double* factor, double leastPi
 /// work  3 n
 void symmetricEigen(int n, double* A, double* eigenvalues, double* work);
 
-/// All eigenvalues of a real symmetric matrix and the eigenvectors of the largest: half the time of all
-/// eigenvectors where LAPACK is called (bench/tuning_bench.cpp, Leading).
+/// All eigenvalues of a real symmetric matrix and the eigenvectors of the largest: half to a fifth of the
+/// time of all eigenvectors where LAPACK is called (bench/tuning_bench.cpp, Eigen).
 class LeadingDecomposition {
  public:
   /// For matrices of order n.
